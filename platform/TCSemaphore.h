@@ -1,0 +1,24 @@
+// Counting semaphore of the task framework.
+#pragma once
+
+#include <semaphore.h>
+
+#include "PlatformExport.h"
+
+class DAK_PLATFORM_API TCSemaphore {
+public:
+    TCSemaphore();
+    virtual ~TCSemaphore();  // expects a semaphore that is not created
+    TCSemaphore(const TCSemaphore&) = delete;
+    TCSemaphore& operator=(const TCSemaphore&) = delete;
+
+    bool Create(int count);  // false on failure; the object stays not created
+    void Take();             // waits until the value is positive, decrements it
+    void Give();             // increments the value and wakes a waiter
+    void Destroy();
+    bool FlagCreate() const { return m_handle != 0; }
+
+private:
+    unsigned long m_handle = 0;  // non-zero while created
+    sem_t m_sem;
+};

@@ -1,0 +1,178 @@
+// Controls of the host platform, for tests and the scenario simulator: set
+// every value the platform reports, inject faults, drive virtual time, wait
+// for tasks to go idle, and read back what the library did.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "PlatformExport.h"
+
+class IVConfCallbackSubscriber;
+class TCObjectFactory;
+
+namespace dakhost {
+
+// ---- whole platform -------------------------------------------------------
+
+// Back to the initial state: settings all 0, main power on, option 24
+// unreadable, object factory (KR), event manager and registry present, no
+// agent, hardware clock present at 2024-01-01T00:00:00Z, platform clock the
+// same, no faults, TZ=UTC0, virtual time at 0, logs and records cleared, the
+// register count reset to the libraries loaded now.
+DAK_PLATFORM_API void Reset();
+
+// ---- settings store --------------------------------------------------------
+
+enum class Setting {
+    Reason,         // time-setting reason
+    FlagDst,        // daylight-saving flag
+    TimeOffset,     // minutes east of UTC
+    ClockMode,      // 0 automatic
+    TimeZone,       // region identifier
+    NetworkSet,     // network time state, 0/1
+    AutoClockType,  // written by the library only
+    FirstStt,       // first stream time
+    Presentation,   // presentation time
+};
+
+// Writes a value as the platform would. ClockMode, NetworkSet and
+// Presentation call their subscribers back (parameters 2, 1, 3) on every
+// write, changed or not, on the calling thread.
+DAK_PLATFORM_API void SetSetting(Setting setting, int value);
+DAK_PLATFORM_API int GetSetting(Setting setting);
+
+// Every write the library made through TCVConfProvider, in order.
+struct SettingWrite {
+    Setting setting;
+    int value;
+};
+DAK_PLATFORM_API std::vector<SettingWrite> SettingWrites();
+
+// Settings-change subscriptions.
+DAK_PLATFORM_API bool IsSubscribed(int param);  // anyone holds param
+struct SubscriptionCall {
+    int param;
+    bool subscribe;  // false: UnSubscribe
+    const IVConfCallbackSubscriber* subscriber;
+};
+DAK_PLATFORM_API std::vector<SubscriptionCall> SubscriptionCalls();
+
+// ---- providers -------------------------------------------------------------
+
+DAK_PLATFORM_API void SetFactoryOption(int option,
+                                       std::optional<int> value);  // nullopt: unreadable
+DAK_PLATFORM_API void SetMasterPower(bool on);
+
+enum class Region { None, KR, USA, DVB, BRZ, JPN };
+// Which regional object factory TCObjectFactory::GetInstance() returns
+// (None: it returns null).
+DAK_PLATFORM_API void SelectObjectFactory(Region region);
+// Installed once by the regional factories' host glue.
+DAK_PLATFORM_API void InstallObjectFactory(Region region, TCObjectFactory* factory);
+
+enum class AgentMode { None, Answer, Refuse, Other };
+// Time-zone offset agent (type 31): Answer with the given region->minutes
+// map (other regions refused), Refuse all, None (not registered) or Other
+// (a registered agent of another interface).
+DAK_PLATFORM_API void SetTimeZoneAgent(AgentMode mode, const std::map<int, int>& offsets = {});
+// Time-update agent (type 38): Answer = allow, Refuse = deny.
+DAK_PLATFORM_API void SetTimeUpdateAgent(AgentMode mode);
+// Read holds taken on the agent registry lock that are still held.
+DAK_PLATFORM_API int AgentReadHolds();
+
+DAK_PLATFORM_API void SetEventManagerPresent(bool present);
+struct SignalRecord {
+    int signalId;
+    uint8_t param[16];
+    int flags;
+};
+DAK_PLATFORM_API std::vector<SignalRecord> Signals();
+
+// ---- clocks ----------------------------------------------------------------
+
+// The platform clock (BPTime_*) kept in memory; the host clock is never set.
+DAK_PLATFORM_API void SetPlatformClock(uint32_t utc);
+DAK_PLATFORM_API uint32_t PlatformClock();
+DAK_PLATFORM_API void FailClockGet(int code);  // 0: works again
+DAK_PLATFORM_API void FailClockSet(int code);
+
+// The fake "/dev/rtc0", reached through open/ioctl/close. Time in UTC seconds
+// (64-bit so that a reading past 2106 can be represented).
+DAK_PLATFORM_API void SetRtc(int64_t utc);
+DAK_PLATFORM_API int64_t Rtc();
+DAK_PLATFORM_API void SetRtcPresent(bool present);
+DAK_PLATFORM_API void FailRtcRead(bool fail);
+DAK_PLATFORM_API void FailRtcWrite(bool fail);
+DAK_PLATFORM_API int RtcWrites();  // successful RTC_SET_TIME requests
+// Off: "/dev/rtc0" reaches the real device of the machine (for a VM test).
+DAK_PLATFORM_API void SetRtcFake(bool enabled);
+
+// ---- framework faults ------------------------------------------------------
+
+DAK_PLATFORM_API void FailSend(bool fail);         // TCTask::Send refuses
+DAK_PLATFORM_API void FailMutexCreate(bool fail);  // TCMutex::Create fails
+DAK_PLATFORM_API void FailTaskCreate(bool fail);   // TCTask::Create fails
+
+// ---- time ------------------------------------------------------------------
+
+// Virtual time: alarms measure their periods on a virtual elapsed time that
+// only Advance() moves. Off (the default of a plain process), alarms run on
+// the monotonic clock.
+DAK_PLATFORM_API void UseVirtualTime(bool on);
+// Moves the platform clock and the hardware clock forward by `ms`; every
+// alarm period that ends inside it, or exactly at its end, fires at its
+// moment (the clocks stand there), each followed by WaitIdle().
+DAK_PLATFORM_API void Advance(uint64_t ms);
+// Every created alarm fires once now (its period is not moved), then WaitIdle().
+DAK_PLATFORM_API void FireAlarms();
+// Until every task has handled every queued event, including events that
+// handling posted.
+DAK_PLATFORM_API void WaitIdle();
+// Number of created alarms and of running tasks.
+DAK_PLATFORM_API int AlarmCount();
+DAK_PLATFORM_API int TaskCount();
+
+// ---- logs ------------------------------------------------------------------
+
+enum class Via { Print, PrintF, Profiling, Trace, Assert, Stdout };
+struct LogLine {
+    std::string function;
+    int line;
+    int module;
+    int level;
+    Via via;
+    std::string text;
+};
+DAK_PLATFORM_API const char* ViaName(Via via);
+
+// Lines above `level` are neither formatted nor recorded (default 5).
+DAK_PLATFORM_API void SetLogLevel(int level);
+// Captured lines since the last ClearLogs().
+DAK_PLATFORM_API std::vector<LogLine> Logs();
+DAK_PLATFORM_API void ClearLogs();
+// Called for each line as it is logged (null: none). Lines go to standard
+// error as well unless SetLogToStderr(false).
+DAK_PLATFORM_API void SetLogSink(std::function<void(const LogLine&)> sink);
+DAK_PLATFORM_API void SetLogToStderr(bool on);
+
+// Standard output capture: while on, what the process writes to file
+// descriptor 1 is collected; CollectStdout() turns each complete line into a
+// LogLine via Stdout. OriginalStdout() is the descriptor of the real output.
+DAK_PLATFORM_API void CaptureStdout(bool on);
+DAK_PLATFORM_API void CollectStdout();
+DAK_PLATFORM_API int OriginalStdout();
+
+// ---- library registration ----------------------------------------------------
+
+DAK_PLATFORM_API int RegisterCalls();
+DAK_PLATFORM_API int DeregisterCalls();
+DAK_PLATFORM_API int* LastRegisteredPointer();
+// The value behind the pointer at the moment of the last register call.
+DAK_PLATFORM_API int LastRegisteredValue();
+
+}  // namespace dakhost

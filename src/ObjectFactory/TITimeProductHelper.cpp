@@ -1,0 +1,4 @@
+#include "TITimeProductHelper.h"
+
+// Out of line so that the interface's type information lives in the library.
+TITimeProductHelper::~TITimeProductHelper() = default;

@@ -1,0 +1,7 @@
+#include "ObjectFactory/TCTimeProductHelperTV.h"
+#include "TCObjectFactory.h"
+
+TITimeProductHelper* TCObjectFactoryKR::GetTimeProductHelper()
+{
+    return new TCTimeProductHelperTV();
+}
