@@ -1,0 +1,76 @@
+#include "DakTestFixture.h"
+
+#include "TIStreamClock.h"
+#include "TISystemTimeManager.h"
+
+namespace daktest {
+
+std::vector<dakhost::LogLine> FindLogs(const std::string& text, int level, int via)
+{
+    std::vector<dakhost::LogLine> found;
+    for (const auto& line : dakhost::Logs()) {
+        if (line.text.find(text) == std::string::npos) {
+            continue;
+        }
+        if (level >= 0 && line.level != level) {
+            continue;
+        }
+        if (via >= 0 && static_cast<int>(line.via) != via) {
+            continue;
+        }
+        found.push_back(line);
+    }
+    return found;
+}
+
+int CountLogs(const std::string& text, int level, int via)
+{
+    return static_cast<int>(FindLogs(text, level, via).size());
+}
+
+bool HasLog(const std::string& text, int level, int via)
+{
+    return CountLogs(text, level, via) > 0;
+}
+
+int IndexOfLog(const std::string& text)
+{
+    const auto lines = dakhost::Logs();
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].text.find(text) != std::string::npos) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+uint32_t Utc(int year, int month, int day, int hour, int minute, int second)
+{
+    // Days from civil (Howard Hinnant's algorithm).
+    const int y = year - (month <= 2 ? 1 : 0);
+    const int era = (y >= 0 ? y : y - 399) / 400;
+    const int yoe = y - era * 400;
+    const int mp = (month + 9) % 12;
+    const int doy = (153 * mp + 2) / 5 + day - 1;
+    const int doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    const long long days = static_cast<long long>(era) * 146097 + doe - 719468;
+    return static_cast<uint32_t>(days * 86400 + hour * 3600 + minute * 60 + second);
+}
+
+}  // namespace daktest
+
+void DakTest::SetUp()
+{
+    TIStreamClock::Exit();
+    TISystemTimeManager::Exit();
+    dakhost::Reset();
+    dakhost::UseVirtualTime(true);
+    dakhost::SetLogToStderr(false);
+}
+
+void DakTest::TearDown()
+{
+    TIStreamClock::Exit();
+    TISystemTimeManager::Exit();
+    dakhost::CaptureStdout(false);
+}

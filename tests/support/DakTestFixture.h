@@ -1,0 +1,35 @@
+// Test fixture: every test starts from a fresh host platform in virtual time,
+// with the library's singletons gone, and ends by tearing them down again.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "DakHostControl.h"
+
+namespace daktest {
+
+// Log lines captured since the last ClearLogs(), filtered.
+struct LogQuery {
+    std::string text;  // substring of the formatted text
+    int level = -1;    // -1: any
+    int via = -1;      // -1: any; else a dakhost::Via value
+};
+std::vector<dakhost::LogLine> FindLogs(const std::string& text, int level = -1, int via = -1);
+int CountLogs(const std::string& text, int level = -1, int via = -1);
+bool HasLog(const std::string& text, int level = -1, int via = -1);
+// Index of the first captured line containing `text`, or -1.
+int IndexOfLog(const std::string& text);
+
+// UTC seconds of a calendar date (proleptic Gregorian), for readable tests.
+uint32_t Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
+
+}  // namespace daktest
+
+class DakTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+};
