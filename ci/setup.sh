@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# Installs what a fresh Debian 12 machine lacks for building and checking
+# libdak-time. Idempotent: installs only missing packages, runs
+# `apt-get update` at most once per run (and not at all when nothing is
+# missing), never reads standard input.
+#
+#   ci/setup.sh [GROUP...]
+#
+# Groups (default: host):
+#   host   compiler, CMake, Ninja, Boost headers, GoogleTest, Google Benchmark
+#   cross  32-bit x86 and armhf cross compilers, 32-bit x86 runtime, qemu-user
+#   vm     qemu-system-arm, cpio, and the armhf package lists that the VM test
+#          downloads its kernel and busybox from
+#   abi    libabigail tools (abidw, abidiff)
+#   lint   clang-format and clang-tidy
+#   all    every group
+set -euo pipefail
+
+groups=("$@")
+if [[ ${#groups[@]} -eq 0 ]]; then
+    groups=(host)
+fi
+
+declare -a wanted=()
+need_armhf_arch=0
+for group in "${groups[@]}"; do
+    case "$group" in
+        host) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
+                       libbenchmark-dev) ;;
+        cross) wanted+=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 g++-arm-linux-gnueabihf
+                        qemu-user) ;;
+        vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
+        abi) wanted+=(abigail-tools) ;;
+        lint) wanted+=(clang-format clang-tidy clang-tidy-14) ;;
+        all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
+                      libbenchmark-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
+                      g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
+                      abigail-tools clang-format clang-tidy clang-tidy-14)
+             need_armhf_arch=1 ;;
+        *) echo "setup: unknown group '$group' (host cross vm abi lint all)" >&2; exit 2 ;;
+    esac
+done
+
+as_root() {
+    if [[ $(id -u) -eq 0 ]]; then
+        "$@"
+    elif command -v sudo >/dev/null 2>&1; then
+        sudo -n "$@"
+    else
+        echo "setup: root rights are needed to run: $*" >&2
+        return 1
+    fi
+}
+
+is_installed() {
+    [[ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null || true)" == installed ]]
+}
+
+export DEBIAN_FRONTEND=noninteractive
+
+# An update is needed when packages are missing, or when the armhf package
+# lists are wanted and absent. It runs once per run; a partly failed update
+# (a mirror in the middle of a sync) is reported and the install still tried.
+apt_updated=0
+apt_update_once() {
+    if [[ $apt_updated -eq 1 ]]; then
+        return 0
+    fi
+    apt_updated=1
+    echo "setup: apt-get update"
+    if ! as_root apt-get update -qq </dev/null; then
+        echo "setup: warning: apt-get update reported errors; trying with the lists it has" >&2
+    fi
+}
+
+if [[ $need_armhf_arch -eq 1 ]]; then
+    if ! dpkg --print-foreign-architectures | grep -qx armhf; then
+        echo "setup: adding the armhf architecture (for apt-get download of the VM's kernel)"
+        as_root dpkg --add-architecture armhf
+        apt_update_once
+    elif ! compgen -G '/var/lib/apt/lists/*_binary-armhf_Packages*' >/dev/null; then
+        apt_update_once
+    fi
+fi
+
+declare -a missing=()
+declare -A seen=()
+for pkg in "${wanted[@]}"; do
+    if [[ -n ${seen[$pkg]:-} ]]; then
+        continue
+    fi
+    seen[$pkg]=1
+    if ! is_installed "$pkg"; then
+        missing+=("$pkg")
+    fi
+done
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+    echo "setup: nothing to install (${groups[*]})"
+    exit 0
+fi
+
+echo "setup: installing ${missing[*]}"
+apt_update_once
+as_root apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+echo "setup: done"
