@@ -33,6 +33,12 @@ protected:
     bool WaitIdle();  // until empty and no handler running
 
 private:
+    friend struct TCQueueAccess;  // the host platform's posting path
+    bool PushAt(const TSEvent& event, bool front);
+    // Closes the queue and drops what it holds; with `releaseBusy` the
+    // handler now running no longer counts as pending work.
+    void CloseAndDrop(bool releaseBusy);
+
     pthread_mutex_t m_qlock;
     pthread_cond_t m_qcond;
     TSEvent m_store[kCapacity];

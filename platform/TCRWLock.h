@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 #include "PlatformExport.h"
 
 class DAK_PLATFORM_API TCRWLock {
@@ -18,7 +20,9 @@ public:
     void WUnlock();
 
 private:
+    friend struct TCRWLockAccess;  // the host platform's controls
     pthread_rwlock_t m_lock;
+    std::atomic<int> m_readHolds{0};  // read holds taken and not yet released
 };
 
 // Scoped read hold; released on every way out of the scope.

@@ -1,0 +1,695 @@
+// The task framework of the host platform: semaphores, threads, queues,
+// tasks, the recursive mutex's out-of-line parts and the reader/writer lock.
+//
+// Every queued event and every handler running counts as pending work in one
+// process-wide counter; WaitIdle() waits for it to reach zero. A handler that
+// posts does so before its own handling is counted done, so the counter never
+// passes through zero while work is still on its way.
+#include <pthread.h>
+#include <semaphore.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <vector>
+
+#include "DakHostControl.h"
+#include "HostInternal.h"
+#include "TCDebugPrint.h"
+#include "TCHandler.h"
+#include "TCMutex.h"
+#include "TCQueue.h"
+#include "TCRWLock.h"
+#include "TCSemaphore.h"
+#include "TCTask.h"
+#include "TCThread.h"
+
+namespace {
+
+constexpr const char* kSource = "platform/host/HostFramework.cpp";
+
+struct Framework {
+    std::mutex taskLock;  // guards `tasks`; held while posting to one of them
+    std::vector<TCTask*> tasks;
+
+    std::mutex pendingLock;
+    std::condition_variable pendingZero;
+    uint64_t pending = 0;
+
+    std::atomic<bool> failSend{false};
+    std::atomic<bool> failMutexCreate{false};
+    std::atomic<bool> failTaskCreate{false};
+};
+
+// Never destroyed: tasks may outlive the static destructors of the process.
+Framework& F()
+{
+    static Framework* const framework = new Framework;
+    return *framework;
+}
+
+thread_local const TCThread* tlsThread = nullptr;  // the TCThread running on this thread
+thread_local bool tlsOnTaskThread = false;
+// Set when a handler destroyed its own task: the loop must not touch it again.
+thread_local bool tlsSelfDestroyed = false;
+// Set while a task creates its own queue's mutex, which the mutex fault spares.
+thread_local bool tlsCreatingQueueMutex = false;
+
+void* ThreadEntry(void* arg)
+{
+    auto* thread = static_cast<TCThread*>(arg);
+    tlsThread = thread;
+    thread->t_Main();
+    tlsThread = nullptr;
+    return nullptr;
+}
+
+void Report(const char* expression, unsigned long line)
+{
+    _TCAssert(expression, kSource, line);
+}
+
+}  // namespace
+
+// ---- the parts of the framework that the controls reach -------------------
+
+struct TCQueueAccess {
+    static bool Push(TCQueue& queue, const TSEvent& event, bool front)
+    {
+        return queue.PushAt(event, front);
+    }
+    static void CloseAndDrop(TCQueue& queue, bool releaseBusy) { queue.CloseAndDrop(releaseBusy); }
+};
+
+struct TCRWLockAccess {
+    static int ReadHolds(const TCRWLock& lock)
+    {
+        return lock.m_readHolds.load(std::memory_order_acquire);
+    }
+};
+
+namespace dakhost {
+namespace detail {
+
+void PendingAdd(unsigned int n)
+{
+    Framework& f = F();
+    const std::lock_guard<std::mutex> lock(f.pendingLock);
+    f.pending += n;
+}
+
+void PendingSub(unsigned int n)
+{
+    if (n == 0) {
+        return;
+    }
+    Framework& f = F();
+    const std::lock_guard<std::mutex> lock(f.pendingLock);
+    f.pending = f.pending >= n ? f.pending - n : 0;
+    if (f.pending == 0) {
+        f.pendingZero.notify_all();
+    }
+}
+
+void WaitNoPending()
+{
+    if (tlsOnTaskThread) {
+        return;
+    }
+    Framework& f = F();
+    std::unique_lock<std::mutex> lock(f.pendingLock);
+    f.pendingZero.wait(lock, [&f] { return f.pending == 0; });
+}
+
+PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
+{
+    Framework& f = F();
+    if (f.failSend.load()) {
+        return PostResult::Refused;
+    }
+    const std::lock_guard<std::mutex> lock(f.taskLock);
+    if (std::find(f.tasks.begin(), f.tasks.end(), target) == f.tasks.end()) {
+        return PostResult::NotCreated;
+    }
+    TSEvent copy = event;
+    if (copy.receiver == nullptr) {
+        copy.receiver = target;
+    }
+    return TCQueueAccess::Push(*target, copy, urgent) ? PostResult::Posted : PostResult::Refused;
+}
+
+bool SendFails()
+{
+    return F().failSend.load();
+}
+
+void ResetFrameworkFaults()
+{
+    F().failSend = false;
+    F().failMutexCreate = false;
+    F().failTaskCreate = false;
+}
+
+int ReadHolds(const TCRWLock& lock)
+{
+    return TCRWLockAccess::ReadHolds(lock);
+}
+
+}  // namespace detail
+
+void FailSend(bool fail)
+{
+    F().failSend = fail;
+}
+
+void FailMutexCreate(bool fail)
+{
+    F().failMutexCreate = fail;
+}
+
+void FailTaskCreate(bool fail)
+{
+    F().failTaskCreate = fail;
+}
+
+void WaitIdle()
+{
+    detail::WaitNoPending();
+}
+
+int TaskCount()
+{
+    Framework& f = F();
+    const std::lock_guard<std::mutex> lock(f.taskLock);
+    return static_cast<int>(f.tasks.size());
+}
+
+}  // namespace dakhost
+
+// ---- handlers ----------------------------------------------------------------
+
+TCHandler::~TCHandler()
+{
+    if (FlagCreate()) {
+        Report("FlagCreate() == false", __LINE__);
+    }
+}
+
+void TCHandler::Destroy()
+{
+    SetCreated(false);
+}
+
+// ---- semaphore -----------------------------------------------------------------
+
+TCSemaphore::TCSemaphore() : m_sem{}
+{
+}
+
+TCSemaphore::~TCSemaphore()
+{
+    if (FlagCreate()) {
+        Report("FlagCreate() == false", __LINE__);
+        sem_destroy(&m_sem);
+        m_handle = 0;
+    }
+}
+
+bool TCSemaphore::Create(int count)
+{
+    if (FlagCreate()) {
+        Report("FlagCreate() == false", __LINE__);
+        return false;
+    }
+    if (count < 0 || (F().failMutexCreate.load() && !tlsCreatingQueueMutex)) {
+        return false;
+    }
+    if (sem_init(&m_sem, 0, static_cast<unsigned int>(count)) != 0) {
+        return false;
+    }
+    m_handle = static_cast<unsigned long>(reinterpret_cast<uintptr_t>(&m_sem));
+    return true;
+}
+
+void TCSemaphore::Take()
+{
+    if (!FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+        return;
+    }
+    while (sem_wait(&m_sem) != 0 && errno == EINTR) {
+    }
+}
+
+void TCSemaphore::Give()
+{
+    if (!FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+        return;
+    }
+    sem_post(&m_sem);
+}
+
+void TCSemaphore::Destroy()
+{
+    if (FlagCreate()) {
+        sem_destroy(&m_sem);
+        m_handle = 0;
+    }
+}
+
+// ---- recursive mutex (the rest is inline in its header) -----------------------
+
+TCMutex::~TCMutex()
+{
+    if (m_sem.FlagCreate()) {
+        m_sem.Destroy();
+    }
+}
+
+void TCMutex::Destroy()
+{
+    m_owner.store(0, std::memory_order_relaxed);
+    m_count = 0;
+    m_sem.Destroy();
+}
+
+// ---- reader/writer lock ----------------------------------------------------------
+
+TCRWLock::TCRWLock() : m_lock{}
+{
+    pthread_rwlock_init(&m_lock, nullptr);
+}
+
+TCRWLock::~TCRWLock()
+{
+    pthread_rwlock_destroy(&m_lock);
+}
+
+void TCRWLock::RLock()
+{
+    pthread_rwlock_rdlock(&m_lock);
+    m_readHolds.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void TCRWLock::RUnlock()
+{
+    if (m_readHolds.load(std::memory_order_acquire) <= 0) {
+        Report("m_readHolds > 0", __LINE__);
+        return;
+    }
+    m_readHolds.fetch_sub(1, std::memory_order_acq_rel);
+    pthread_rwlock_unlock(&m_lock);
+}
+
+void TCRWLock::WLock()
+{
+    pthread_rwlock_wrlock(&m_lock);
+}
+
+void TCRWLock::WUnlock()
+{
+    pthread_rwlock_unlock(&m_lock);
+}
+
+// ---- thread ------------------------------------------------------------------------
+
+TCThread::~TCThread()
+{
+    // A thread still running here would run on a destroyed object; it is let
+    // go rather than waited for, since it may never end.
+    if (m_running) {
+        pthread_detach(m_thread);
+        m_running = false;
+    }
+}
+
+void TCThread::Destroy()
+{
+    JoinThread();
+}
+
+bool TCThread::StartThread(const char* name)
+{
+    if (m_running) {
+        return false;
+    }
+    m_running = true;
+    if (pthread_create(&m_thread, nullptr, ThreadEntry, this) != 0) {
+        m_running = false;
+        return false;
+    }
+    if (name != nullptr) {
+        char shortName[16] = {};
+        std::snprintf(shortName, sizeof shortName, "%s", name);
+        pthread_setname_np(m_thread, shortName);
+    }
+    return true;
+}
+
+void TCThread::JoinThread()
+{
+    if (!m_running) {
+        return;
+    }
+    if (IsOwnThread()) {
+        pthread_detach(m_thread);
+    } else {
+        pthread_join(m_thread, nullptr);
+    }
+    m_running = false;
+}
+
+bool TCThread::IsOwnThread() const
+{
+    return tlsThread == this;
+}
+
+// ---- queue ---------------------------------------------------------------------------
+
+TCQueue::TCQueue() : m_qlock{}, m_qcond{}
+{
+    pthread_mutex_init(&m_qlock, nullptr);
+    pthread_cond_init(&m_qcond, nullptr);
+}
+
+TCQueue::~TCQueue()
+{
+    CloseAndDrop(true);
+    pthread_cond_destroy(&m_qcond);
+    pthread_mutex_destroy(&m_qlock);
+}
+
+void TCQueue::Destroy()
+{
+    CloseAndDrop(false);
+    TCMutex::Destroy();
+}
+
+bool TCQueue::Delete(const TCHandler* handler, unsigned int* count)
+{
+    pthread_mutex_lock(&m_qlock);
+    unsigned int kept = 0;
+    for (unsigned int i = 0; i < m_count; ++i) {
+        const TSEvent& event = m_store[(m_head + i) % kCapacity];
+        if (event.receiver != handler) {
+            m_store[(m_head + kept) % kCapacity] = event;
+            ++kept;
+        }
+    }
+    const unsigned int removed = m_count - kept;
+    m_count = kept;
+    pthread_cond_broadcast(&m_qcond);
+    pthread_mutex_unlock(&m_qlock);
+    dakhost::detail::PendingSub(removed);
+    if (count != nullptr) {
+        *count = removed;
+    }
+    return true;
+}
+
+bool TCQueue::Push(const TSEvent& event)
+{
+    return PushAt(event, false);
+}
+
+bool TCQueue::PushAt(const TSEvent& event, bool front)
+{
+    pthread_mutex_lock(&m_qlock);
+    if (!m_open || m_count == kCapacity) {
+        pthread_mutex_unlock(&m_qlock);
+        return false;
+    }
+    if (front) {
+        m_head = (m_head + kCapacity - 1) % kCapacity;
+        m_store[m_head] = event;
+    } else {
+        m_store[(m_head + m_count) % kCapacity] = event;
+    }
+    ++m_count;
+    dakhost::detail::PendingAdd(1);
+    pthread_cond_broadcast(&m_qcond);
+    pthread_mutex_unlock(&m_qlock);
+    return true;
+}
+
+bool TCQueue::PopWait(TSEvent* event)
+{
+    pthread_mutex_lock(&m_qlock);
+    // A closed queue still hands out what it holds, so that the events queued
+    // before a stop are handled in order.
+    while (m_count == 0 && m_open) {
+        pthread_cond_wait(&m_qcond, &m_qlock);
+    }
+    if (m_count == 0) {
+        pthread_mutex_unlock(&m_qlock);
+        return false;
+    }
+    *event = m_store[m_head];
+    m_head = (m_head + 1) % kCapacity;
+    --m_count;
+    m_busy = true;
+    pthread_mutex_unlock(&m_qlock);
+    return true;
+}
+
+void TCQueue::HandlerDone()
+{
+    pthread_mutex_lock(&m_qlock);
+    const bool wasBusy = m_busy;
+    m_busy = false;
+    pthread_cond_broadcast(&m_qcond);
+    pthread_mutex_unlock(&m_qlock);
+    if (wasBusy) {
+        dakhost::detail::PendingSub(1);
+    }
+}
+
+void TCQueue::Open()
+{
+    pthread_mutex_lock(&m_qlock);
+    m_open = true;
+    m_head = 0;
+    m_count = 0;
+    m_busy = false;
+    pthread_mutex_unlock(&m_qlock);
+}
+
+void TCQueue::Close()
+{
+    pthread_mutex_lock(&m_qlock);
+    m_open = false;
+    pthread_cond_broadcast(&m_qcond);
+    pthread_mutex_unlock(&m_qlock);
+}
+
+void TCQueue::CloseAndDrop(bool releaseBusy)
+{
+    pthread_mutex_lock(&m_qlock);
+    m_open = false;
+    unsigned int released = m_count;
+    m_count = 0;
+    m_head = 0;
+    if (releaseBusy && m_busy) {
+        m_busy = false;
+        ++released;
+    }
+    pthread_cond_broadcast(&m_qcond);
+    pthread_mutex_unlock(&m_qlock);
+    dakhost::detail::PendingSub(released);
+}
+
+bool TCQueue::WaitIdle()
+{
+    pthread_mutex_lock(&m_qlock);
+    while (m_open && (m_count > 0 || m_busy)) {
+        pthread_cond_wait(&m_qcond, &m_qlock);
+    }
+    pthread_mutex_unlock(&m_qlock);
+    return true;
+}
+
+// ---- task ------------------------------------------------------------------------------
+
+TCTask::TCTask()
+{
+    SetOwnerTask(this);
+}
+
+TCTask::~TCTask()
+{
+    if (FlagCreate()) {
+        Report("FlagCreate() == false", __LINE__);
+        TCTask::Destroy();
+    }
+}
+
+bool TCTask::Create(const char* name, unsigned int /*priority*/, unsigned long /*stackSize*/,
+                    unsigned long /*options*/)
+{
+    if (FlagCreate()) {
+        Report("FlagCreate() == false", __LINE__);
+        return false;
+    }
+    if (F().failTaskCreate.load()) {
+        return false;
+    }
+    std::snprintf(m_name, sizeof m_name, "%s", name != nullptr ? name : "");
+    if (!TCMutex::FlagCreate()) {
+        tlsCreatingQueueMutex = true;
+        const bool created = TCMutex::Create();
+        tlsCreatingQueueMutex = false;
+        if (!created) {
+            return false;
+        }
+    }
+    m_exitRequested = false;
+    Open();
+    SetCreated(true);
+    Framework& f = F();
+    {
+        const std::lock_guard<std::mutex> lock(f.taskLock);
+        f.tasks.push_back(this);
+    }
+    if (!StartThread(m_name)) {
+        {
+            const std::lock_guard<std::mutex> lock(f.taskLock);
+            f.tasks.erase(std::remove(f.tasks.begin(), f.tasks.end(), this), f.tasks.end());
+        }
+        SetCreated(false);
+        TCQueue::Destroy();
+        return false;
+    }
+    return true;
+}
+
+void TCTask::t_Main()
+{
+    tlsOnTaskThread = true;
+    if (t_Create()) {
+        while (ExecuteEvent()) {
+        }
+    }
+    tlsOnTaskThread = false;
+    if (tlsSelfDestroyed) {
+        // Destroyed from its own handler: the object may be gone already.
+        tlsSelfDestroyed = false;
+        return;
+    }
+    // Whatever follows the stop event is lost, and later sends fail.
+    TCQueueAccess::CloseAndDrop(*this, true);
+}
+
+bool TCTask::ExecuteEvent()
+{
+    TSEvent event;
+    if (!PopWait(&event)) {
+        return false;
+    }
+    TCHandler* receiver = event.receiver != nullptr ? event.receiver : this;
+    receiver->t_OnEvent(&event);
+    if (tlsSelfDestroyed) {
+        return false;
+    }
+    HandlerDone();
+    return !m_exitRequested;
+}
+
+void TCTask::Destroy()
+{
+    if (!FlagCreate()) {
+        return;
+    }
+    if (IsOwnThread()) {
+        // Called from one of its own handlers: nothing more is handled once
+        // that handler returns.
+        TCQueueAccess::CloseAndDrop(*this, true);
+        tlsSelfDestroyed = true;
+        JoinThread();
+    } else {
+        Close();
+        JoinThread();
+        TCQueueAccess::CloseAndDrop(*this, true);
+    }
+    Framework& f = F();
+    {
+        const std::lock_guard<std::mutex> lock(f.taskLock);
+        f.tasks.erase(std::remove(f.tasks.begin(), f.tasks.end(), this), f.tasks.end());
+    }
+    SetCreated(false);
+    TCQueue::Destroy();
+}
+
+bool TCTask::t_OnEvent(const TSEvent* event)
+{
+    if (event == nullptr) {
+        Report("event != NULL", __LINE__);
+        return false;
+    }
+    if (event->eventId == 0) {
+        m_exitRequested = true;
+        return true;
+    }
+    return false;
+}
+
+bool TCTask::t_OnExit(const TSEvent* event)
+{
+    if (!FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+    }
+    if (event == nullptr) {
+        Report("event != NULL", __LINE__);
+    }
+    return true;
+}
+
+bool TCTask::t_OnUser(const TSEvent* event)
+{
+    if (!FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+    }
+    if (event == nullptr) {
+        Report("event != NULL", __LINE__);
+    }
+    return true;
+}
+
+bool TCTask::t_OnClearQueue(const TSEvent* event)
+{
+    if (!FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+    }
+    if (event == nullptr) {
+        Report("event != NULL", __LINE__);
+    }
+    return Delete(this, nullptr);
+}
+
+bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
+{
+    if (event == nullptr) {
+        Report("event != NULL", __LINE__);
+        return false;
+    }
+    if (dakhost::detail::SendFails()) {
+        return false;
+    }
+    TCTask* target = this;
+    if (event->receiver != nullptr && event->receiver->OwnerTask() != nullptr) {
+        target = event->receiver->OwnerTask();
+    }
+    switch (dakhost::detail::PostEvent(target, *event, urgent)) {
+        case dakhost::detail::PostResult::Posted:
+            return true;
+        case dakhost::detail::PostResult::NotCreated:
+            Report("FlagCreate() == true", __LINE__);
+            return false;
+        case dakhost::detail::PostResult::Refused:
+            break;
+    }
+    return false;
+}

@@ -1,0 +1,58 @@
+// Shared state of the host platform's parts: the framework's bookkeeping that
+// the controls drive (pending work, virtual time, clocks, faults).
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+class TCRWLock;
+class TCTask;
+struct TSEvent;
+
+namespace dakhost {
+namespace detail {
+
+// ---- pending work: queued events plus handlers running, over all tasks ----
+void PendingAdd(unsigned int n);
+void PendingSub(unsigned int n);
+// Blocks until no work is pending (returns at once on a task's own thread,
+// which cannot wait for itself).
+void WaitNoPending();
+
+// Queues a copy of `event` for `target` when it is a live task (a null
+// receiver becomes the task's own handler). The pointer is checked against
+// the live tasks before it is used, so a task already gone is safe to name.
+enum class PostResult { Posted, Refused, NotCreated };
+PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent);
+
+// ---- faults of the framework ----
+bool SendFails();
+void ResetFrameworkFaults();
+
+int ReadHolds(const TCRWLock& lock);
+
+// ---- virtual time ----
+bool VirtualTimeOn();
+uint64_t VirtualNowMs();
+uint64_t MonotonicNowMs();
+// Every created alarm starts its period again from now.
+void RestartAlarmPeriods();
+
+// ---- clocks (milliseconds since 1970) ----
+void MovePlatformClockMs(uint64_t ms);
+void MoveRtcMs(uint64_t ms);
+void ResetClocks();
+void ResetRtc();
+
+// ---- logs ----
+void ResetLogs();
+void ResetProviders();
+
+// Civil-date helpers that hold for every 64-bit day count.
+int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day);  // month 1-12
+void CivilFromDays(int64_t days, int64_t* year, unsigned* month, unsigned* day);
+bool IsLeapYear(int64_t year);
+unsigned DaysInMonth(int64_t year, unsigned month);  // month 1-12
+
+}  // namespace detail
+}  // namespace dakhost

@@ -1,0 +1,402 @@
+// The fake hardware clock "/dev/rtc0". The host platform interposes the C
+// library's open, ioctl and close: opening "/dev/rtc0" while the fake is on
+// hands out a real descriptor (reserved on "/dev/null") that ioctl then serves
+// from the stored time; every other call goes to the kernel unchanged.
+//
+// These functions may run before any static initialiser of the process, so
+// their state is constant-initialised and guarded by a plain pthread mutex.
+// The C library's own declarations of open and ioctl are not included here:
+// on some builds they are renamed (large-file and 64-bit time variants), and
+// this file must define exactly the symbols named below.
+#include <linux/fcntl.h>
+#include <linux/rtc.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <cstring>
+
+#include "DakHostControl.h"
+#include "HostInternal.h"
+
+#define DAK_INTERPOSE extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+constexpr const char* kRtcPath = "/dev/rtc0";
+constexpr int64_t kInitialUtcMs = 1704067200LL * 1000;  // 2024-01-01T00:00:00Z
+constexpr int kMaxFakeDescriptors = 16;
+
+pthread_mutex_t g_rtcLock = PTHREAD_MUTEX_INITIALIZER;
+int64_t g_rtcMs = kInitialUtcMs;
+bool g_rtcPresent = true;
+bool g_rtcFake = true;
+bool g_failRead = false;
+bool g_failWrite = false;
+int g_rtcWrites = 0;
+int g_fakeFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
+                                      -1, -1, -1, -1, -1, -1, -1, -1};
+
+class RtcLock {
+public:
+    RtcLock() { pthread_mutex_lock(&g_rtcLock); }
+    ~RtcLock() { pthread_mutex_unlock(&g_rtcLock); }
+    RtcLock(const RtcLock&) = delete;
+    RtcLock& operator=(const RtcLock&) = delete;
+};
+
+int FloorDiv(int64_t value, int64_t by, int64_t* rest)
+{
+    int64_t quotient = value / by;
+    int64_t remainder = value % by;
+    if (remainder < 0) {
+        remainder += by;
+        --quotient;
+    }
+    *rest = remainder;
+    return static_cast<int>(quotient);
+}
+
+int64_t FloorDiv64(int64_t value, int64_t by)
+{
+    int64_t quotient = value / by;
+    if (value % by < 0) {
+        --quotient;
+    }
+    return quotient;
+}
+
+long RealOpenAt(int dirfd, const char* path, int flags, unsigned int mode)
+{
+    return syscall(SYS_openat, dirfd, path, flags, mode);
+}
+
+bool IsRtcPath(const char* path)
+{
+    return path != nullptr && std::strcmp(path, kRtcPath) == 0;
+}
+
+bool IsFakeLocked(int fd)
+{
+    for (const int held : g_fakeFds) {
+        if (held == fd && fd >= 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Opens "/dev/rtc0" when the fake serves it; *handled is false otherwise.
+int OpenRtc(const char* path, bool* handled)
+{
+    *handled = false;
+    if (!IsRtcPath(path)) {
+        return -1;
+    }
+    const RtcLock lock;
+    if (!g_rtcFake) {
+        return -1;
+    }
+    *handled = true;
+    if (!g_rtcPresent) {
+        errno = ENOENT;
+        return -1;
+    }
+    for (int& slot : g_fakeFds) {
+        if (slot < 0) {
+            const long fd = RealOpenAt(AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC, 0);
+            if (fd < 0) {
+                return -1;
+            }
+            slot = static_cast<int>(fd);
+            return slot;
+        }
+    }
+    errno = EMFILE;
+    return -1;
+}
+
+int OpenAny(int dirfd, const char* path, int flags, unsigned int mode)
+{
+    bool handled = false;
+    const int fd = OpenRtc(path, &handled);
+    if (handled) {
+        return fd;
+    }
+    return static_cast<int>(RealOpenAt(dirfd, path, flags, mode));
+}
+
+bool NeedsMode(int flags)
+{
+    return (flags & O_CREAT) != 0 || (flags & __O_TMPFILE) == __O_TMPFILE;
+}
+
+int LargeFile(int flags)
+{
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ == 4
+    return flags | O_LARGEFILE;
+#else
+    return flags;
+#endif
+}
+
+void FillRtcTime(int64_t ms, rtc_time* tm)
+{
+    const int64_t seconds = FloorDiv64(ms, 1000);
+    int64_t secondOfDay = 0;
+    const int64_t days = FloorDiv(seconds, 86400, &secondOfDay);
+    int64_t year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    dakhost::detail::CivilFromDays(days, &year, &month, &day);
+    *tm = rtc_time{};
+    tm->tm_sec = static_cast<int>(secondOfDay % 60);
+    tm->tm_min = static_cast<int>((secondOfDay / 60) % 60);
+    tm->tm_hour = static_cast<int>(secondOfDay / 3600);
+    tm->tm_mday = static_cast<int>(day);
+    tm->tm_mon = static_cast<int>(month) - 1;
+    tm->tm_year = static_cast<int>(year - 1900);
+    int64_t weekday = 0;
+    FloorDiv(days + 4, 7, &weekday);  // 1970-01-01 was a Thursday
+    tm->tm_wday = static_cast<int>(weekday);
+    tm->tm_yday = static_cast<int>(days - dakhost::detail::DaysFromCivil(year, 1, 1));
+    tm->tm_isdst = 0;
+}
+
+// Checks a calendar time the way the kernel's RTC core does.
+bool ValidRtcTime(const rtc_time& tm)
+{
+    if (tm.tm_year < 70 || tm.tm_mon < 0 || tm.tm_mon > 11 || tm.tm_mday < 1) {
+        return false;
+    }
+    const int64_t year = static_cast<int64_t>(tm.tm_year) + 1900;
+    const unsigned month = static_cast<unsigned>(tm.tm_mon) + 1;
+    if (static_cast<unsigned>(tm.tm_mday) > dakhost::detail::DaysInMonth(year, month)) {
+        return false;
+    }
+    return tm.tm_hour >= 0 && tm.tm_hour < 24 && tm.tm_min >= 0 && tm.tm_min < 60 &&
+           tm.tm_sec >= 0 && tm.tm_sec < 60;
+}
+
+// Serves a request on a fake descriptor; *handled is false for other ones.
+int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
+{
+    const RtcLock lock;
+    *handled = IsFakeLocked(fd);
+    if (!*handled) {
+        return 0;
+    }
+    if (request == RTC_RD_TIME) {
+        if (g_failRead) {
+            errno = EIO;
+            return -1;
+        }
+        if (arg == nullptr) {
+            errno = EFAULT;
+            return -1;
+        }
+        FillRtcTime(g_rtcMs, static_cast<rtc_time*>(arg));
+        return 0;
+    }
+    if (request == RTC_SET_TIME) {
+        if (g_failWrite) {
+            errno = EIO;
+            return -1;
+        }
+        if (arg == nullptr) {
+            errno = EFAULT;
+            return -1;
+        }
+        rtc_time tm{};
+        std::memcpy(&tm, arg, sizeof tm);
+        if (!ValidRtcTime(tm)) {
+            errno = EINVAL;
+            return -1;
+        }
+        const int64_t days = dakhost::detail::DaysFromCivil(static_cast<int64_t>(tm.tm_year) + 1900,
+                                                            static_cast<unsigned>(tm.tm_mon) + 1,
+                                                            static_cast<unsigned>(tm.tm_mday));
+        g_rtcMs = (days * 86400 + tm.tm_hour * 3600 + tm.tm_min * 60 + tm.tm_sec) * 1000;
+        ++g_rtcWrites;
+        return 0;
+    }
+    errno = ENOTTY;
+    return -1;
+}
+
+int IoctlAny(int fd, unsigned long request, void* arg)
+{
+    bool handled = false;
+    const int result = RtcIoctl(fd, request, arg, &handled);
+    if (handled) {
+        return result;
+    }
+    return static_cast<int>(syscall(SYS_ioctl, fd, request, arg));
+}
+
+}  // namespace
+
+// ---- the interposed C library calls ------------------------------------------------
+
+DAK_INTERPOSE int open(const char* path, int flags, ...)
+{
+    unsigned int mode = 0;
+    if (NeedsMode(flags)) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, unsigned int);
+        va_end(args);
+    }
+    return OpenAny(AT_FDCWD, path, flags, mode);
+}
+
+DAK_INTERPOSE int open64(const char* path, int flags, ...)
+{
+    unsigned int mode = 0;
+    if (NeedsMode(flags)) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, unsigned int);
+        va_end(args);
+    }
+    return OpenAny(AT_FDCWD, path, LargeFile(flags), mode);
+}
+
+DAK_INTERPOSE int __open_2(const char* path, int flags)
+{
+    return OpenAny(AT_FDCWD, path, flags, 0);
+}
+
+DAK_INTERPOSE int __open64_2(const char* path, int flags)
+{
+    return OpenAny(AT_FDCWD, path, LargeFile(flags), 0);
+}
+
+DAK_INTERPOSE int openat(int dirfd, const char* path, int flags, ...)
+{
+    unsigned int mode = 0;
+    if (NeedsMode(flags)) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, unsigned int);
+        va_end(args);
+    }
+    return OpenAny(dirfd, path, flags, mode);
+}
+
+DAK_INTERPOSE int openat64(int dirfd, const char* path, int flags, ...)
+{
+    unsigned int mode = 0;
+    if (NeedsMode(flags)) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, unsigned int);
+        va_end(args);
+    }
+    return OpenAny(dirfd, path, LargeFile(flags), mode);
+}
+
+DAK_INTERPOSE int ioctl(int fd, unsigned long request, ...)
+{
+    va_list args;
+    va_start(args, request);
+    void* arg = va_arg(args, void*);
+    va_end(args);
+    return IoctlAny(fd, request, arg);
+}
+
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ == 4
+// The 64-bit time variant that 32-bit builds with 64-bit time_t call.
+DAK_INTERPOSE int __ioctl_time64(int fd, unsigned long request, ...)
+{
+    va_list args;
+    va_start(args, request);
+    void* arg = va_arg(args, void*);
+    va_end(args);
+    return IoctlAny(fd, request, arg);
+}
+#endif
+
+DAK_INTERPOSE int close(int fd)
+{
+    {
+        const RtcLock lock;
+        for (int& slot : g_fakeFds) {
+            if (slot == fd && fd >= 0) {
+                slot = -1;
+            }
+        }
+    }
+    return static_cast<int>(syscall(SYS_close, fd));
+}
+
+// ---- controls ------------------------------------------------------------------------------
+
+namespace dakhost {
+namespace detail {
+
+void MoveRtcMs(uint64_t ms)
+{
+    const RtcLock lock;
+    g_rtcMs += static_cast<int64_t>(ms);
+}
+
+void ResetRtc()
+{
+    const RtcLock lock;
+    g_rtcMs = kInitialUtcMs;
+    g_rtcPresent = true;
+    g_rtcFake = true;
+    g_failRead = false;
+    g_failWrite = false;
+    g_rtcWrites = 0;
+}
+
+}  // namespace detail
+
+void SetRtc(int64_t utc)
+{
+    const RtcLock lock;
+    g_rtcMs = utc * 1000;
+}
+
+int64_t Rtc()
+{
+    const RtcLock lock;
+    return FloorDiv64(g_rtcMs, 1000);
+}
+
+void SetRtcPresent(bool present)
+{
+    const RtcLock lock;
+    g_rtcPresent = present;
+}
+
+void FailRtcRead(bool fail)
+{
+    const RtcLock lock;
+    g_failRead = fail;
+}
+
+void FailRtcWrite(bool fail)
+{
+    const RtcLock lock;
+    g_failWrite = fail;
+}
+
+int RtcWrites()
+{
+    const RtcLock lock;
+    return g_rtcWrites;
+}
+
+void SetRtcFake(bool enabled)
+{
+    const RtcLock lock;
+    g_rtcFake = enabled;
+}
+
+}  // namespace dakhost
