@@ -5,9 +5,15 @@
 
 #include <linux/rtc.h>
 
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
 #include <boost/shared_ptr.hpp>
 
 #include "IVConfCallbackSubscriber.h"
+#include "SystemTimeManager/RtcCalendar.h"
+#include "SystemTimeManager/TimeRules.h"
 #include "TCAlarm.h"
 #include "TCMutex.h"
 #include "TCTask.h"
@@ -43,15 +49,15 @@ public:
     void SetSystemTimeByReleaseTime() override;
     void OnVConfCallback(EVConfParam param, void* data) override;
 
-    static const char* t_ToString(ETimeSettingType type);
-    static const char* t_ToString(ESystemTimeReason reason);
-    static const char* t_ToString(ETypeOfAutoClock type);
+    static const char* t_ToString(ETimeSettingType type) { return dak::SettingTypeName(type); }
+    static const char* t_ToString(ESystemTimeReason reason) { return dak::ReasonName(reason); }
+    static const char* t_ToString(ETypeOfAutoClock type) { return dak::AutoClockTypeName(type); }
 
     // Hardware clock access and the calendar arithmetic of the library.
     static bool t_GetRTCTime(unsigned long* utc);
     static bool t_SetRTCTime(unsigned long utc);
-    static unsigned long t_ConvertRTCToUTC(rtc_time tm);
-    static unsigned long t_ConvertYearToUTC(int year);
+    static unsigned long t_ConvertRTCToUTC(rtc_time tm) { return dak::RtcToUtc(tm); }
+    static unsigned long t_ConvertYearToUTC(int year) { return dak::YearToUtc(year); }
 
     // Update permission rules over the stored reason.
     static bool t_IsPossibleUpdateTime(ETimeSettingType type);
@@ -59,28 +65,47 @@ public:
     static ETimeSettingType t_GetInitSettingTypeByReason();
 
 private:
-    void t_SetSystemTime(unsigned long utc, ETimeSettingType type, bool dst);
+    void t_SetSystemTime(uint32_t utc, ETimeSettingType type, bool dst);
+    void t_FollowNewSource(ETimeSettingType type, bool dst);
     bool t_SyncSystemTime();
     bool t_SetSystemTimeByNetworkTime();
     void t_SetNetworkTimeOffset();
     int t_GetNetworkDst();
     void t_SetBroadcastTimeOffset();
 
+    // Subscriptions. Each flag and its platform call change together under
+    // m_subscriptionLock, whichever thread asks (the task, a client calling
+    // SetSystemTimeByNetworkTime, the destructor).
     void t_SubscribeNetworkTimeCallback();
     void t_UnsubscribeNetworkTimeCallback();
     void t_SubscribeTimeModeCallback();
     void t_UnsubscribeTimeModeCallback();
     void t_SubscribePresentationTimeCallback();
     void t_UnsubscribePresentationTimeCallback();
+    void t_WithdrawSubscriptions();
 
+    // Posts an event of the manager's own to its task; false when the task is
+    // not running or the queue refused it.
     bool PostToSelf(uint32_t eventId, const uint8_t (&payload)[8]);
 
     TCMutex m_mutex;
-    ETypeOfAutoClock m_autoClockType = AutoType_max;
+    // Read on client threads while the task writes it: one aligned word.
+    std::atomic<ETypeOfAutoClock> m_autoClockType{AutoType_max};
     bool m_networkTimeSubscribed = false;
-    bool m_networkOffsetApplied = false;
+    // Written by the network path on a client's thread, read on the task.
+    std::atomic<bool> m_networkOffsetApplied{false};
     bool m_timeModeSubscribed = false;
     bool m_presentationTimeSubscribed = false;
     boost::shared_ptr<TITimeProductHelper> m_pProductHelper;
     TCStateAlarm m_syncAlarm;
+
+    // Leaf lock of the three subscription flags: nothing else is taken while
+    // it is held but the platform's callback registry, whose callbacks only
+    // post. Once m_subscriptionsClosed is set (destruction) nothing subscribes.
+    std::mutex m_subscriptionLock;
+    bool m_subscriptionsClosed = false;
+
+    static_assert(sizeof(std::atomic<ETypeOfAutoClock>) == sizeof(int32_t) &&
+                      std::atomic<ETypeOfAutoClock>::is_always_lock_free,
+                  "the auto clock type must stay one lock-free 32-bit word");
 };

@@ -1,0 +1,98 @@
+// The hardware clock "/dev/rtc0": opened for each request and closed before
+// the request returns. The clock holds UTC.
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <ctime>
+
+#include "Common/DakLog.h"
+#include "SystemTimeManager/RtcCalendar.h"
+#include "SystemTimeManager/TCSystemTimeManager.h"
+#include "TCTimeUtility.h"
+
+// The request codes are those of the 32-bit set; struct rtc_time is nine ints
+// on every Linux ABI, so a 64-bit build uses the same codes.
+static_assert(sizeof(rtc_time) == 36, "struct rtc_time is nine 32-bit fields");
+static_assert(RTC_RD_TIME == 0x80247009U, "RTC_RD_TIME");
+static_assert(RTC_SET_TIME == 0x4024700aU, "RTC_SET_TIME");
+// The write path hands a struct tm to the device as a struct rtc_time.
+static_assert(offsetof(tm, tm_sec) == offsetof(rtc_time, tm_sec) &&
+                  offsetof(tm, tm_min) == offsetof(rtc_time, tm_min) &&
+                  offsetof(tm, tm_hour) == offsetof(rtc_time, tm_hour) &&
+                  offsetof(tm, tm_mday) == offsetof(rtc_time, tm_mday) &&
+                  offsetof(tm, tm_mon) == offsetof(rtc_time, tm_mon) &&
+                  offsetof(tm, tm_year) == offsetof(rtc_time, tm_year) &&
+                  offsetof(tm, tm_wday) == offsetof(rtc_time, tm_wday) &&
+                  offsetof(tm, tm_yday) == offsetof(rtc_time, tm_yday) &&
+                  offsetof(tm, tm_isdst) == offsetof(rtc_time, tm_isdst),
+              "struct tm starts like struct rtc_time");
+
+namespace {
+constexpr const char* kRtcDevice = "/dev/rtc0";
+}  // namespace
+
+bool TCSystemTimeManager::t_GetRTCTime(unsigned long* utc)
+{
+    const int fd = open(kRtcDevice, O_RDONLY);
+    if (fd == -1) {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
+        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
+        return false;
+    }
+    rtc_time rtcTm{};
+    const int ret = ioctl(fd, RTC_RD_TIME, &rtcTm);
+    (void)close(fd);
+    if (ret == -1) {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
+        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
+        return false;
+    }
+    // A month the calendar cannot place is a corrupt reading, not a time.
+    if (!dak::IsRtcMonthValid(rtcTm.tm_mon)) {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] read fail, rtc_tm.tm_mon=%d",
+                  rtcTm.tm_mon);
+        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail, rtc_tm.tm_mon=%d",
+                   rtcTm.tm_mon);
+        return false;
+    }
+    const unsigned long value = t_ConvertRTCToUTC(rtcTm);
+    *utc = value;
+    DAK_PRINT(4,
+              "[TCSystemTimeManager::t_GetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
+              "rtc_tm.tm_mday=%d",
+              value, rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday);
+    return true;
+}
+
+bool TCSystemTimeManager::t_SetRTCTime(unsigned long utc)
+{
+    const auto utc32 = static_cast<uint32_t>(utc);
+    tm date{};
+    (void)TCTimeUtility().BinaryToDate(utc32, &date);
+    DAK_PRINT(4,
+              "[TCSystemTimeManager::t_SetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
+              "rtc_tm.tm_mday=%d",
+              static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon, date.tm_mday);
+    DAK_PRINTF(4,
+               "[TCSystemTimeManager::t_SetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
+               "rtc_tm.tm_mday=%d",
+               static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon, date.tm_mday);
+
+    const int fd = open(kRtcDevice, O_RDWR);
+    if (fd == -1) {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
+        DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
+        return false;
+    }
+    const int ret = ioctl(fd, RTC_SET_TIME, &date);
+    (void)close(fd);
+    if (ret == -1) {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");
+        DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");
+        return false;
+    }
+    return true;
+}

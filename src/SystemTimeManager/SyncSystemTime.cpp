@@ -1,0 +1,84 @@
+// The periodic comparison of the system clock with the hardware clock, and
+// the release-time report.
+
+#include <cstdint>
+
+#include "Common/DakLog.h"
+#include "SystemTimeManager/TCSystemTimeManager.h"
+#include "TCFactoryProvider.h"
+#include "TCVConfProvider.h"
+
+namespace {
+constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
+}  // namespace
+
+bool TCSystemTimeManager::t_SyncSystemTime()
+{
+    unsigned long systemUtc = 0;
+    const bool ret = GetSystemTime(systemUtc);
+
+    const ESystemTimeReason reason = TCVConfProvider::GetTimeSettingReason();
+    DAK_PRINTF(4,
+               "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
+               "dst=%d\033[0m",
+               systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
+               TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+    DAK_PRINT(4,
+              "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
+              "dst=%d\033[0m",
+              systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
+              TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+    if (!ret) {
+        return false;
+    }
+    if (!t_IsPossibleUpdateTime(SetType_sync)) {
+        return false;
+    }
+    unsigned long rtcRead = 0;
+    if (!t_GetRTCTime(&rtcRead)) {
+        return false;
+    }
+    auto rtcUtc = static_cast<uint32_t>(rtcRead);
+    if (rtcUtc >= static_cast<uint32_t>(t_ConvertYearToUTC(2100))) {
+        rtcUtc = static_cast<uint32_t>(t_ConvertYearToUTC(2001));
+    }
+
+    // The difference modulo 2^32 read as signed; its magnitude is compared as
+    // a signed number, as the 32-bit set does.
+    const auto system32 = static_cast<uint32_t>(systemUtc);
+    const auto diff = static_cast<int32_t>(system32 - rtcUtc);
+    const uint32_t magnitude =
+        diff < 0 ? 0U - static_cast<uint32_t>(diff) : static_cast<uint32_t>(diff);
+    DAK_PRINT(4, "[TCSystemTimeManager::t_SyncSystemTime] UTC=%lu, rtcTime=%lu, sub=%lu",
+              static_cast<unsigned long>(system32), static_cast<unsigned long>(rtcUtc),
+              static_cast<unsigned long>(magnitude));
+    DAK_PRINTF(4, "[TCSystemTimeManager::t_SyncSystemTime] UTC=%lu, rtcTime=%lu, sub=%lu",
+               static_cast<unsigned long>(system32), static_cast<unsigned long>(rtcUtc),
+               static_cast<unsigned long>(magnitude));
+    if (static_cast<int32_t>(magnitude) <= 1) {
+        return true;
+    }
+
+    int option = 0;
+    if (TCFactoryProvider().GetOption(TCFactoryProvider::E_OPTION_RTC_DIRECTION, &option) &&
+        option == kRtcFollowsSystemClock) {
+        t_SetPossibleUpdateTime(SetType_sync);
+        const TCScopeTrace trace("t_SyncSystemTime: UTC[%lu]",
+                                 static_cast<unsigned long>(system32));
+        DAK_PROFILE("t_SyncSystemTime[BEGIN] t_SetRTCTime");
+        (void)t_SetRTCTime(system32);
+        DAK_PROFILE("t_SyncSystemTime[END] t_SetRTCTime");
+        return true;
+    }
+
+    // Posted, not applied here: requests already queued go first.
+    (void)SetSystemTime(rtcUtc, SetType_sync, TCVConfProvider::GetFlagDST() != 0);
+    return true;
+}
+
+void TCSystemTimeManager::SetSystemTimeByReleaseTime()
+{
+    const int offsetValue = TCVConfProvider::GetTvTimeOffset();
+    DAK_PRINTF(1, "SetSystemTimeByReleaseTime, after factory reset, offsetValue:%d", offsetValue);
+    DAK_PRINT(1, "SetSystemTimeByReleaseTime after factory reset, offsetValue:%d", offsetValue);
+}

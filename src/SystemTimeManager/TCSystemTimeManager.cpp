@@ -1,0 +1,122 @@
+// The manager's lifecycle: the singleton, construction and destruction, the
+// posting of its own events and their dispatch on the task thread.
+
+#include "SystemTimeManager/TCSystemTimeManager.h"
+
+#include <cstring>
+
+#include "Common/DakLog.h"
+#include "TCObjectFactory.h"
+#include "TCVConfProvider.h"
+
+TISystemTimeManager* TISystemTimeManager::t_systemTimeManager = nullptr;
+
+TISystemTimeManager::~TISystemTimeManager() = default;
+
+TISystemTimeManager* TISystemTimeManager::Instance()
+{
+    if (t_systemTimeManager == nullptr) {
+        // A throwing construction releases the memory and leaves the pointer null.
+        t_systemTimeManager = new TCSystemTimeManager();
+    }
+    return t_systemTimeManager;
+}
+
+void TISystemTimeManager::Exit()
+{
+    if (t_systemTimeManager != nullptr) {
+        delete t_systemTimeManager;
+        t_systemTimeManager = nullptr;
+    }
+}
+
+TCSystemTimeManager::TCSystemTimeManager()
+{
+    TCVConfProvider::SetAutoClockType(AutoType_max);
+
+    TCObjectFactory* pObjectFactory = TCObjectFactory::GetInstance();
+    if (pObjectFactory == nullptr) {
+        DAK_ASSERT_REPORT("pObjectFactory", "src/SystemTimeManager");
+        return;
+    }
+    // reset() deletes the helper itself should the shared count not be made.
+    m_pProductHelper.reset(pObjectFactory->GetTimeProductHelper());
+}
+
+TCSystemTimeManager::~TCSystemTimeManager()
+{
+    if (m_syncAlarm.FlagCreate()) {
+        m_syncAlarm.Destroy();
+    }
+    // No settings callback may reach the manager once it is gone; withdrawn
+    // before the task stops, so that none posts to a stopped task either.
+    t_WithdrawSubscriptions();
+
+    const bool mutexCreated = m_mutex.FlagCreate();
+    // Init creates the task before the mutex: a task whose mutex could not be
+    // made is running all the same and must be stopped before the base goes.
+    if (mutexCreated || FlagCreate()) {
+        DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n");
+    }
+    if (FlagCreate()) {
+        const uint8_t payload[8] = {};
+        (void)PostToSelf(EVENT_TASK_STOP, payload);
+        TCTask::Destroy();
+    }
+    if (mutexCreated) {
+        m_mutex.Destroy();
+    }
+
+    m_autoClockType.store(AutoType_max);
+    TCVConfProvider::SetAutoClockType(AutoType_max);
+}
+
+bool TCSystemTimeManager::PostToSelf(uint32_t eventId, const uint8_t (&payload)[8])
+{
+    if (!FlagCreate()) {
+        return false;
+    }
+    TSEvent event;
+    event.receiver = static_cast<TCHandler*>(this);
+    event.eventId = eventId;
+    std::memcpy(event.payload, payload, sizeof(event.payload));
+    return Send(&event, false, false);
+}
+
+bool TCSystemTimeManager::t_OnEvent(const TSEvent* event)
+{
+    if (TCTask::t_OnEvent(event)) {
+        return true;
+    }
+    if (event == nullptr) {
+        return true;
+    }
+    switch (event->eventId) {
+        case EVENT_VCONF_CHANGED:
+            DAK_PRINT(5, "[TCSystemTimeManager::t_OnEvent] vconf callback becase of [%s]",
+                      event->payload[0] == E_VCONF_NETWORK_TIME ? "NETWORKTIME_SET" : "CLOCK_SET");
+            (void)SetSystemTimeByNetworkTime();
+            break;
+        case EVENT_SET_SYSTEM_TIME: {
+            DAK_PRINT(5, "[TCSystemTimeManager::t_OnEvent] try to set system time\n");
+            uint32_t utc = 0;
+            int16_t type = 0;
+            uint16_t dst = 0;
+            std::memcpy(&utc, &event->payload[0], sizeof(utc));
+            std::memcpy(&type, &event->payload[4], sizeof(type));
+            std::memcpy(&dst, &event->payload[6], sizeof(dst));
+            t_SetSystemTime(utc, static_cast<ETimeSettingType>(type), dst != 0);
+            break;
+        }
+        case EVENT_SYNC_SYSTEM_TIME:
+            DAK_PRINT(5,
+                      "[TCSystemTimeManager::t_OnEvent] try to sync system time with micom "
+                      "time\n");
+            (void)t_SyncSystemTime();
+            break;
+        default:
+            // EVENT_PRESENTATION_TIME_CHANGED and anything unknown: consumed.
+            break;
+    }
+    return true;
+}

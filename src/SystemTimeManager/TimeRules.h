@@ -1,0 +1,116 @@
+// The time-setting vocabulary's printed names and the update rules, as pure
+// functions of their inputs. The manager wraps them with the settings store
+// and its log lines; keeping them pure lets every cell be checked directly.
+#pragma once
+
+#include "TimeSettingTypes.h"
+
+namespace dak {
+
+constexpr const char* SettingTypeName(ETimeSettingType type)
+{
+    switch (type) {
+        case SetType_manual:
+            return "SetType_manual";
+        case SetType_stream:
+            return "SetType_stream";
+        case SetType_net:
+            return "SetType_net";
+        case SetType_netfail:
+            return "SetType_netfail";
+        case SetType_sync:
+            return "SetType_sync";
+        case SetType_init:
+            return "SetType_init";
+        case SetType_facotryreset:
+            return "SetType_facotryreset";
+        default:
+            return "SetType_unknown";  // 3 and everything outside 0-7
+    }
+}
+
+constexpr const char* ReasonName(ESystemTimeReason reason)
+{
+    switch (reason) {
+        case Reason_init:
+            return "Reason_init";
+        case Reason_micom:
+            return "Reason_micom";
+        case Reason_net:
+            return "Reason_net";
+        case Reason_stream:
+            return "Reason_stream";
+        default:
+            return "Reason_unknown";
+    }
+}
+
+constexpr const char* AutoClockTypeName(ETypeOfAutoClock type)
+{
+    switch (type) {
+        case AutoType_stream:
+            return "AutoType_stream";
+        case AutoType_net:
+            return "AutoType_net";
+        case AutoType_max:
+            return "AutoType_max";
+        default:
+            return "AutoType_unknown";
+    }
+}
+
+// May a setting of `type` overwrite a time held for the `stored` reason?
+// Stream time always may; a stored value outside the vocabulary lets every
+// setting through.
+constexpr bool IsUpdatePermitted(ESystemTimeReason stored, ETimeSettingType type)
+{
+    switch (stored) {
+        case Reason_init:
+            // No accepted base yet: nothing may be copied from the hardware
+            // clock (sync, init) and a network failure has nothing to undo.
+            return type != SetType_netfail && type != SetType_sync && type != SetType_init;
+        case Reason_micom:
+            return true;
+        case Reason_net:
+            return type == SetType_stream || type == SetType_net || type == SetType_sync;
+        case Reason_stream:
+            return type == SetType_stream || type == SetType_sync;
+        default:
+            return true;
+    }
+}
+
+// The reason a setting of `type` leaves behind; a sync keeps `stored` as it is.
+constexpr ESystemTimeReason ReasonLeftBy(ETimeSettingType type, ESystemTimeReason stored)
+{
+    switch (type) {
+        case SetType_manual:
+        case SetType_netfail:
+        case SetType_init:
+        case SetType_facotryreset:
+            return Reason_micom;
+        case SetType_stream:
+            return Reason_stream;
+        case SetType_net:
+            return Reason_net;
+        case SetType_sync:
+            return stored;
+        default:
+            return Reason_init;  // 3 and everything outside 0-7
+    }
+}
+
+// The setting type with which start-up replays the hardware clock.
+constexpr ETimeSettingType InitSettingTypeFor(ESystemTimeReason stored)
+{
+    switch (stored) {
+        case Reason_net:
+            return SetType_net;
+        case Reason_stream:
+            return SetType_stream;
+        default:
+            return SetType_init;
+    }
+}
+
+}  // namespace dak
