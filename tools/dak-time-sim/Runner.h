@@ -1,0 +1,44 @@
+// Running parsed scenario files against the library on the host platform.
+#pragma once
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include "Scenario.h"
+
+namespace daksim {
+
+struct RunOptions {
+    bool quiet = false;  // no log lines, no step echo, no headings, no summary
+    int logLevel = 5;    // log lines above this level are not printed
+};
+
+struct Tally {
+    int passed = 0;
+    int failed = 0;
+};
+
+class Runner {
+public:
+    // `out` is the real standard output: the process's file descriptor 1 is
+    // captured while a file runs.
+    Runner(FILE* out, RunOptions options);
+    ~Runner();
+    Runner(const Runner&) = delete;
+    Runner& operator=(const Runner&) = delete;
+
+    // Runs one file from a fresh host platform and library state.
+    Tally Run(const Script& script);
+
+    // A line of the simulator's own output (thread-safe with the log lines).
+    void Print(const std::string& text);
+
+private:
+    FILE* m_out;
+    RunOptions m_options;
+    std::mutex m_outMutex;
+    bool m_colour;
+};
+
+}  // namespace daksim

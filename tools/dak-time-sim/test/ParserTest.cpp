@@ -1,0 +1,253 @@
+// The scenario reader on its own: words, values, steps and its messages.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <variant>
+
+#include "DakHostControl.h"
+#include "Parser.h"
+#include "TimeText.h"
+#include "Vocabulary.h"
+
+namespace daksim {
+namespace {
+
+Script Parse(const std::string& text)
+{
+    auto result = ParseScript("t.scn", text);
+    if (const auto* error = std::get_if<ParseError>(&result)) {
+        ADD_FAILURE() << "unexpected error: " << error->Format("t.scn");
+        return {};
+    }
+    return std::get<Script>(result);
+}
+
+Step ParseOne(const std::string& text)
+{
+    const Script script = Parse(text);
+    EXPECT_EQ(script.steps.size(), 1U) << text;
+    return script.steps.empty() ? Step{} : script.steps.front();
+}
+
+std::string Error(const std::string& text)
+{
+    auto result = ParseScript("bad.scn", text);
+    if (const auto* error = std::get_if<ParseError>(&result)) {
+        return error->Format("bad.scn");
+    }
+    ADD_FAILURE() << "no error for: " << text;
+    return {};
+}
+
+TEST(TimeTextTest, ConvertsBothWays)
+{
+    EXPECT_EQ(UtcFromIso("1970-01-01T00:00:00Z"), 0);
+    EXPECT_EQ(UtcFromIso("2001-01-01T00:00:00Z"), 978307200);
+    EXPECT_EQ(UtcFromIso("2100-01-01T00:00:00Z"), 4102444800);
+    EXPECT_EQ(UtcFromIso("2024-02-29T12:34:56Z"), 1709210096);
+    EXPECT_EQ(IsoFromUtc(1709632800), "2024-03-05T10:00:00Z");
+    EXPECT_EQ(IsoFromUtc(4102444799), "2099-12-31T23:59:59Z");
+    EXPECT_EQ(IsoFromUtc(-1), "1969-12-31T23:59:59Z");
+}
+
+TEST(TimeTextTest, RefusesWhatIsNotADate)
+{
+    EXPECT_FALSE(UtcFromIso("2023-02-29T00:00:00Z"));
+    EXPECT_FALSE(UtcFromIso("2024-13-01T00:00:00Z"));
+    EXPECT_FALSE(UtcFromIso("2024-03-05T24:00:00Z"));
+    EXPECT_FALSE(UtcFromIso("2024-03-05T10:00:00"));
+    EXPECT_FALSE(UtcFromIso("2024-03-05 10:00:00Z"));
+}
+
+TEST(VocabularyTest, ReadsShortNamesPrintedNamesAndIntegers)
+{
+    EXPECT_EQ(ParseSetType("facotryreset"), 7);
+    EXPECT_EQ(ParseSetType("SetType_netfail"), 4);
+    EXPECT_EQ(ParseSetType("3"), 3);
+    EXPECT_EQ(ParseSetType("-1"), -1);
+    EXPECT_FALSE(ParseSetType("factoryreset"));
+    EXPECT_EQ(ParseReason("micom"), 1);
+    EXPECT_EQ(ParseReason("Reason_stream"), 3);
+    EXPECT_EQ(ParseReason("9"), 9);
+    EXPECT_EQ(ParseAutoType("max"), 2);
+    EXPECT_EQ(ParseAutoType("AutoType_net"), 1);
+    EXPECT_EQ(SetTypeName(3), "SetType_unknown");
+    EXPECT_EQ(ReasonName(9), "Reason_unknown");
+    EXPECT_EQ(AutoTypeName(0), "AutoType_stream");
+    EXPECT_EQ(ParseBool("on"), true);
+    EXPECT_EQ(ParseBool("false"), false);
+    EXPECT_FALSE(ParseBool("2"));
+}
+
+TEST(ParserTest, SkipsBlankAndCommentLinesAndKeepsHeadings)
+{
+    const Script script = Parse(
+        "\n"
+        "# a comment\n"
+        "   # an indented comment\n"
+        "## A heading\n"
+        "idle   # a trailing comment\n"
+        "mark\n");
+    ASSERT_EQ(script.steps.size(), 3U);
+    EXPECT_EQ(script.steps[0].kind, StepKind::Heading);
+    EXPECT_EQ(script.steps[0].text, "A heading");
+    EXPECT_EQ(script.steps[1].kind, StepKind::Idle);
+    EXPECT_EQ(script.steps[1].line, 5);
+    EXPECT_EQ(script.steps[1].source, "idle");
+    EXPECT_EQ(script.steps[2].line, 6);
+}
+
+TEST(ParserTest, ReadsQuotedWordsWithEscapes)
+{
+    const Step step = ParseOne(R"(expect log "a \"b\" \\ \e[0m # not a comment")");
+    EXPECT_EQ(step.kind, StepKind::ExpectLog);
+    EXPECT_EQ(step.text, "a \"b\" \\ \x1b[0m # not a comment");
+}
+
+TEST(ParserTest, ReadsTimesAndTolerances)
+{
+    Step step = ParseOne("settime 2024-03-05T10:00:00Z manual");
+    EXPECT_EQ(step.kind, StepKind::SetTime);
+    EXPECT_EQ(step.time.seconds, 1709632800);
+    EXPECT_EQ(step.settingType, 0);
+    EXPECT_FALSE(step.flag);
+
+    step = ParseOne("settime 1709632800 SetType_stream dst=on");
+    EXPECT_EQ(step.time.seconds, 1709632800);
+    EXPECT_EQ(step.settingType, 1);
+    EXPECT_TRUE(step.flag);
+
+    step = ParseOne("expect clock now~2");
+    EXPECT_TRUE(step.time.now);
+    EXPECT_EQ(step.time.tolerance, 2);
+
+    step = ParseOne("expect rtc 2024-03-05T10:00:00Z~1");
+    EXPECT_EQ(step.kind, StepKind::ExpectRtc);
+    EXPECT_EQ(step.time.tolerance, 1);
+
+    step = ParseOne("set rtc 2106-03-01T00:00:00Z");
+    EXPECT_EQ(step.time.seconds, UtcFromCivil(2106, 3, 1, 0, 0, 0));
+}
+
+TEST(ParserTest, ReadsDurations)
+{
+    EXPECT_EQ(ParseOne("advance 500ms").value, 500);
+    EXPECT_EQ(ParseOne("advance 30s").value, 30000);
+    EXPECT_EQ(ParseOne("advance 2m").value, 120000);
+    EXPECT_EQ(ParseOne("advance 2h").value, 7200000);
+    EXPECT_EQ(ParseOne("advance 1d").value, 86400000);
+}
+
+TEST(ParserTest, ReadsHandlesAndStreamSteps)
+{
+    Step step = ParseOne("stream -3/2 set 2024-03-05T10:00:00Z scan=1 mode=4");
+    EXPECT_EQ(step.kind, StepKind::StreamSet);
+    EXPECT_EQ(step.profileId, -3);
+    EXPECT_EQ(step.subId, 2);
+    EXPECT_TRUE(step.scan);
+    EXPECT_EQ(step.mode, 4);
+
+    step = ParseOne("stream 1/0 dvboffset -1 60 0");
+    EXPECT_EQ(step.kind, StepKind::StreamDvbOffset);
+    EXPECT_EQ(step.time.seconds, 4294967295);
+    EXPECT_EQ(step.next, 60);
+
+    step = ParseOne("expect stream 1/65535 clock now~1 set=true");
+    EXPECT_EQ(step.kind, StepKind::ExpectStreamClock);
+    EXPECT_EQ(step.subId, 65535);
+    EXPECT_EQ(step.isSet, true);
+
+    EXPECT_EQ(ParseOne("expect stream 1/0 dvboffset none").kind, StepKind::ExpectStreamNoDvbOffset);
+}
+
+TEST(ParserTest, ReadsPlatformSteps)
+{
+    Step step = ParseOne("set tzagent 5=540 7=-210");
+    EXPECT_EQ(step.agent, AgentChoice::Answer);
+    EXPECT_EQ(step.offsets.at(5), 540);
+    EXPECT_EQ(step.offsets.at(7), -210);
+    EXPECT_EQ(ParseOne("set tzagent refuse").agent, AgentChoice::Refuse);
+    EXPECT_EQ(ParseOne("set updateagent deny").agent, AgentChoice::Refuse);
+    EXPECT_FALSE(ParseOne("set option24 none").option);
+    EXPECT_EQ(ParseOne("set option24 4").option, 4);
+    EXPECT_EQ(ParseOne("set reason Reason_stream").value, 3);
+    EXPECT_EQ(ParseOne("set tz \"CET-1CEST,M3.5.0,M10.5.0/3\"").text, "CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(ParseOne("set rtc absent").kind, StepKind::SetRtcAbsent);
+    EXPECT_EQ(ParseOne("fail clockset -5").value, -5);
+    EXPECT_TRUE(ParseOne("fail mutex on").flag);
+}
+
+TEST(ParserTest, ReadsExpectations)
+{
+    Step step = ParseOne("expect result true");
+    EXPECT_EQ(step.expected.kind, ExpectedResult::Kind::Bool);
+    EXPECT_TRUE(step.expected.boolean);
+    EXPECT_EQ(ParseOne("expect result null").expected.kind, ExpectedResult::Kind::Null);
+    step = ParseOne("expect result 2024-03-05T10:00:00Z~1");
+    EXPECT_EQ(step.expected.kind, ExpectedResult::Kind::Number);
+    EXPECT_EQ(step.expected.number.tolerance, 1);
+
+    step = ParseOne("expect signal 2 type=-1");
+    EXPECT_EQ(step.value, 2);
+    EXPECT_EQ(step.settingType, -1);
+
+    step = ParseOne("expect log level=4 via=PrintF \"over the range\"");
+    EXPECT_EQ(step.level, 4);
+    EXPECT_EQ(step.via, static_cast<int>(dakhost::Via::PrintF));
+    EXPECT_EQ(step.text, "over the range");
+
+    step = ParseOne("expect nolog \"level=4\"");
+    EXPECT_EQ(step.kind, StepKind::ExpectNoLog);
+    EXPECT_EQ(step.text, "level=4");
+
+    EXPECT_EQ(ParseOne("expect setting autoclock max").value, 2);
+    EXPECT_EQ(ParseOne("expect subscribed timemode 1").subscription, 2);
+}
+
+TEST(ParserTest, NamesTheWordNotUnderstood)
+{
+    EXPECT_EQ(Error("idle\nfrobnicate now\n"), "bad.scn:2: unknown step 'frobnicate'");
+    EXPECT_EQ(Error("settime"), "bad.scn:1: missing time after 'settime'");
+    EXPECT_EQ(Error("settime yesterday manual"),
+              "bad.scn:1: bad time 'yesterday' (want 2024-03-05T10:00:00Z, seconds since 1970 "
+              "or now)");
+    EXPECT_EQ(Error("settime 2024-02-30T00:00:00Z manual").substr(0, 26),
+              "bad.scn:1: bad time '2024-");
+    EXPECT_EQ(Error("settime now~2 manual"), "bad.scn:1: no tolerance allowed here 'now~2'");
+    EXPECT_EQ(Error("settime 5000000000 manual"),
+              "bad.scn:1: time out of range '5000000000' (at most 4294967295)");
+    EXPECT_EQ(Error("settime now sometimes"),
+              "bad.scn:1: bad setting type 'sometimes' (want manual stream net 3 netfail sync "
+              "init facotryreset, a printed name or an integer)");
+    EXPECT_EQ(Error("stream 1-0 reset"),
+              "bad.scn:1: bad handle '1-0' (want PROFILE/SUB, a 32-bit profile and a 16-bit "
+              "sub, e.g. 1/0)");
+    EXPECT_EQ(Error("stream 1/70000 reset").substr(0, 29), "bad.scn:1: bad handle '1/7000");
+    EXPECT_EQ(Error("advance 10"),
+              "bad.scn:1: bad duration '10' (want a number with ms, s, m, h or d)");
+    EXPECT_EQ(Error("idle now"), "bad.scn:1: unexpected word 'now'");
+    EXPECT_EQ(Error("settime now manual dst=1 dst=0"), "bad.scn:1: option given twice 'dst=0'");
+    EXPECT_EQ(Error("settime now manual scan=1"), "bad.scn:1: unknown option 'scan=1'");
+    EXPECT_EQ(Error("expect log \"open"), "bad.scn:1: quoted word not closed: '\"open'");
+    EXPECT_EQ(Error("expect log \"a\\n\""),
+              "bad.scn:1: unknown escape '\\n' in a quoted word (\\\" \\\\ \\e are known)");
+    EXPECT_EQ(Error("expect log via=Fax \"x\""),
+              "bad.scn:1: bad output 'via=Fax' (want Print, PrintF, Profiling, Trace, Assert "
+              "or Stdout)");
+    EXPECT_EQ(Error("expect log level=4"), "bad.scn:1: missing log text after 'log'");
+    EXPECT_EQ(Error("expect signal 0 type=net"),
+              "bad.scn:1: bad signal number '0' (they count from 1)");
+    EXPECT_EQ(Error("expect signal 1"), "bad.scn:1: missing type=T after '1'");
+    EXPECT_EQ(Error("set power maybe"),
+              "bad.scn:1: bad power state 'maybe' (want 0/1, false/true or off/on)");
+    EXPECT_EQ(Error("set tzagent 5:540"),
+              "bad.scn:1: bad agent answer '5:540' (want REGION=OFFSET, refuse, none or other)");
+    EXPECT_EQ(Error("set colour blue"), "bad.scn:1: unknown setting 'colour'");
+    EXPECT_EQ(Error("fail everything 1"), "bad.scn:1: unknown fault 'everything'");
+    EXPECT_EQ(Error("expect weather sunny"), "bad.scn:1: unknown expectation 'weather'");
+    EXPECT_EQ(Error("set offset 99999999999"),
+              "bad.scn:1: offset out of range '99999999999' (want a 32-bit integer)");
+}
+
+}  // namespace
+}  // namespace daksim
