@@ -223,17 +223,19 @@ TEST_F(ManagerSetTime, AUnsignedLongBeyond32BitsIsTakenModulo2To32)
     EXPECT_EQ(dakhost::PlatformClock(), kT);
 }
 
-// Client threads read the auto clock type and ask for network time while the
-// task applies settings: every subscription is made once.
-TEST_F(ManagerSetTime, ConcurrentClientsSeeWholeValuesAndSubscribeOnce)
+// Client threads read the auto clock type and ask for network time (which
+// subscribes) while the task applies stream settings (which unsubscribe):
+// the platform sees the network-time subscription strictly alternate.
+TEST_F(ManagerSetTime, ConcurrentClientsSeeWholeValuesAndSubscriptionsAlternate)
 {
     StartQuiet();
     dakhost::SetSetting(Setting::NetworkSet, 1);
     std::atomic<bool> bad{false};
+    std::atomic<bool> done{false};
     std::vector<std::thread> clients;
     for (int i = 0; i < 2; ++i) {
-        clients.emplace_back([&bad] {
-            for (int n = 0; n < 200; ++n) {
+        clients.emplace_back([&bad, &done] {
+            while (!done) {
                 ETypeOfAutoClock type = AutoType_stream;
                 Mgr()->GetAutoClockType(type);
                 if (type < AutoType_stream || type > AutoType_max) {
@@ -243,17 +245,27 @@ TEST_F(ManagerSetTime, ConcurrentClientsSeeWholeValuesAndSubscribeOnce)
             }
         });
     }
-    for (int n = 0; n < 50; ++n) {
-        (void)Mgr()->SetSystemTime(kT + static_cast<uint32_t>(n),
-                                   n % 2 == 0 ? SetType_net : SetType_manual, false);
+    for (int n = 0; n < 100; ++n) {
+        (void)Mgr()->SetSystemTime(kT, SetType_net, false);
+        dakhost::WaitIdle();  // network time allowed again until the stream setting lands
+        (void)Mgr()->SetSystemTime(kT, SetType_stream, false);
     }
+    done = true;
     for (auto& client : clients) {
         client.join();
     }
     dakhost::WaitIdle();
+    ASSERT_TRUE(Mgr()->SetSystemTime(kT, SetType_stream, false));
+    dakhost::WaitIdle();
     EXPECT_FALSE(bad);
-    EXPECT_EQ(SubscriptionCallCount(1, true), 1);
-    EXPECT_TRUE(dakhost::IsSubscribed(1));
+    EXPECT_FALSE(dakhost::IsSubscribed(1));
+    bool expectSubscribe = true;
+    for (const auto& call : dakhost::SubscriptionCalls()) {
+        if (call.param == 1) {
+            ASSERT_EQ(call.subscribe, expectSubscribe);
+            expectSubscribe = !expectSubscribe;
+        }
+    }
 }
 
 // The broadcast offset replaces a network-derived offset when stream time

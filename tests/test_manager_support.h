@@ -20,20 +20,26 @@ inline TISystemTimeManager* Mgr()
     return TISystemTimeManager::Instance();
 }
 
-// A static cast: the type information of the manager stays in the library.
-inline TCSystemTimeManager* Impl()
+// The manager's other faces, reached at run time: the manager's own type
+// information stays inside the library.
+inline TCTask* Task()
 {
-    return static_cast<TCSystemTimeManager*>(Mgr());
+    return dynamic_cast<TCTask*>(Mgr());
+}
+
+inline IVConfCallbackSubscriber* Subscriber()
+{
+    return dynamic_cast<IVConfCallbackSubscriber*>(Mgr());
 }
 
 // Posts an event to the manager's task as the manager's own code does.
 inline bool PostRaw(uint32_t eventId, const uint8_t (&payload)[8])
 {
     TSEvent event;
-    event.receiver = static_cast<TCHandler*>(Impl());
+    event.receiver = static_cast<TCHandler*>(Task());
     event.eventId = eventId;
     std::memcpy(event.payload, payload, sizeof(payload));
-    return Impl()->Send(&event, false, false);
+    return Task()->Send(&event, false, false);
 }
 
 // The setting type carried by the i-th signal 108, as its 16-bit field.
