@@ -39,10 +39,10 @@ extern "C" DAK_PLATFORM_API void _TCAssert(const char* expression, const char* f
 class DAK_PLATFORM_API TCScopeTrace {
 public:
     explicit TCScopeTrace(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    ~TCScopeTrace();
+    ~TCScopeTrace();  // NOLINT(performance-trivially-destructible): the platform's own
     TCScopeTrace(const TCScopeTrace&) = delete;
     TCScopeTrace& operator=(const TCScopeTrace&) = delete;
 
 private:
-    char m_text[128];
+    char m_text[128] = {};
 };

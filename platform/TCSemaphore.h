@@ -20,5 +20,5 @@ public:
 
 private:
     unsigned long m_handle = 0;  // non-zero while created
-    sem_t m_sem;
+    sem_t m_sem{};
 };

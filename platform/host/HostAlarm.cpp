@@ -58,7 +58,7 @@ struct Alarms {
 
 Alarms& A()
 {
-    static Alarms* const alarms = new Alarms;
+    static auto* const alarms = new Alarms;
     return *alarms;
 }
 
@@ -192,8 +192,7 @@ AlarmPtr NextDue(uint64_t endMs)
 
 }  // namespace
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 bool VirtualTimeOn()
 {
@@ -222,7 +221,9 @@ void RestartAlarmPeriods()
     }
 }
 
-}  // namespace detail
+}  // namespace dakhost::detail
+
+namespace dakhost {
 
 void UseVirtualTime(bool on)
 {

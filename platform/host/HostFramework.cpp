@@ -47,7 +47,7 @@ struct Framework {
 // Never destroyed: tasks may outlive the static destructors of the process.
 Framework& F()
 {
-    static Framework* const framework = new Framework;
+    static auto* const framework = new Framework;
     return *framework;
 }
 
@@ -91,8 +91,7 @@ struct TCRWLockAccess {
     }
 };
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 void PendingAdd(unsigned int n)
 {
@@ -158,7 +157,9 @@ int ReadHolds(const TCRWLock& lock)
     return TCRWLockAccess::ReadHolds(lock);
 }
 
-}  // namespace detail
+}  // namespace dakhost::detail
+
+namespace dakhost {
 
 void FailSend(bool fail)
 {
@@ -205,9 +206,7 @@ void TCHandler::Destroy()
 
 // ---- semaphore -----------------------------------------------------------------
 
-TCSemaphore::TCSemaphore() : m_sem{}
-{
-}
+TCSemaphore::TCSemaphore() = default;
 
 TCSemaphore::~TCSemaphore()
 {
@@ -603,10 +602,12 @@ void TCTask::Destroy()
     if (!FlagCreate()) {
         return;
     }
-    if (IsOwnThread()) {
+    const bool ownThread = IsOwnThread();
+    if (ownThread) {
         // Called from one of its own handlers: nothing more is handled once
-        // that handler returns.
-        TCQueueAccess::CloseAndDrop(*this, true);
+        // that handler returns, and the thread ends without touching the
+        // object again.
+        TCQueueAccess::CloseAndDrop(*this, false);
         tlsSelfDestroyed = true;
         JoinThread();
     } else {
@@ -621,6 +622,11 @@ void TCTask::Destroy()
     }
     SetCreated(false);
     TCQueue::Destroy();
+    if (ownThread) {
+        // The running handler counts as done from here: WaitIdle() sees the
+        // task destroyed once it returns.
+        HandlerDone();
+    }
 }
 
 bool TCTask::t_OnEvent(const TSEvent* event)

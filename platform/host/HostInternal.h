@@ -9,8 +9,7 @@ class TCRWLock;
 class TCTask;
 struct TSEvent;
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 // ---- pending work: queued events plus handlers running, over all tasks ----
 void PendingAdd(unsigned int n);
@@ -54,5 +53,4 @@ void CivilFromDays(int64_t days, int64_t* year, unsigned* month, unsigned* day);
 bool IsLeapYear(int64_t year);
 unsigned DaysInMonth(int64_t year, unsigned month);  // month 1-12
 
-}  // namespace detail
-}  // namespace dakhost
+}  // namespace dakhost::detail

@@ -49,7 +49,7 @@ struct Logger {
 
 Logger& L()
 {
-    static Logger* const logger = new Logger;
+    static auto* const logger = new Logger;
     return *logger;
 }
 
@@ -67,10 +67,10 @@ __attribute__((format(printf, 1, 0))) std::string FormatV(const char* format, va
         return {};
     }
     if (static_cast<size_t>(length) < sizeof buffer) {
-        return std::string(buffer, static_cast<size_t>(length));
+        return {buffer, static_cast<size_t>(length)};
     }
     std::string text(static_cast<size_t>(length) + 1, '\0');
-    std::vsnprintf(&text[0], text.size(), format, args);
+    std::vsnprintf(text.data(), text.size(), format, args);
     text.resize(static_cast<size_t>(length));
     return text;
 }
@@ -90,7 +90,7 @@ void WriteAll(int fd, const std::string& text)
     }
 }
 
-void Emit(dakhost::LogLine line)
+void Emit(const dakhost::LogLine& line)
 {
     Logger& logger = L();
     const std::lock_guard<std::recursive_mutex> order(logger.sinkLock);
@@ -158,8 +158,7 @@ std::vector<std::string> DrainCapture(Logger& logger)
 
 }  // namespace
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 void ResetLogs()
 {
@@ -177,7 +176,9 @@ void ResetLogs()
     logger.level = kDefaultLevel;
 }
 
-}  // namespace detail
+}  // namespace dakhost::detail
+
+namespace dakhost {
 
 const char* ViaName(Via via)
 {
@@ -344,7 +345,7 @@ TCDebugPrint* TCDebugPrintDAK::GetInstance()
     // Built in static storage and never destroyed: libraries log from their
     // own static destructors too.
     alignas(TCDebugPrint) static unsigned char storage[sizeof(TCDebugPrint)];
-    static TCDebugPrint* const instance = new (storage) TCDebugPrint;
+    static auto* const instance = new (storage) TCDebugPrint;
     return instance;
 }
 
@@ -370,7 +371,7 @@ extern "C" void _TCAssert(const char* expression, const char* file, unsigned lon
            dakhost::Via::Assert, expression != nullptr ? expression : "");
 }
 
-TCScopeTrace::TCScopeTrace(const char* format, ...) : m_text{}
+TCScopeTrace::TCScopeTrace(const char* format, ...)
 {
     if (!LevelEnabled(kTraceLevel) || format == nullptr) {
         return;

@@ -105,7 +105,7 @@ struct Providers {
 
 Providers& P()
 {
-    static Providers* const providers = new Providers;
+    static auto* const providers = new Providers;
     return *providers;
 }
 
@@ -337,7 +337,7 @@ TIAgent::~TIAgent() = default;
 
 TCAgentMgr* TCAgentMgr::Instance()
 {
-    static TCAgentMgr* const registry = new TCAgentMgr;
+    static auto* const registry = new TCAgentMgr;
     return registry;
 }
 
@@ -462,8 +462,7 @@ extern "C" void ht_deregister_library(int* enabled)
 
 // ---- controls -------------------------------------------------------------------------------
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 void ResetProviders()
 {
@@ -538,7 +537,9 @@ unsigned DaysInMonth(int64_t year, unsigned month)
     return month == 2 && IsLeapYear(year) ? 29U : kDays[month - 1];
 }
 
-}  // namespace detail
+}  // namespace dakhost::detail
+
+namespace dakhost {
 
 void SetSetting(Setting setting, int value)
 {

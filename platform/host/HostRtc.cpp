@@ -14,10 +14,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "DakHostControl.h"
 #include "HostInternal.h"
@@ -81,12 +83,8 @@ bool IsRtcPath(const char* path)
 
 bool IsFakeLocked(int fd)
 {
-    for (const int held : g_fakeFds) {
-        if (held == fd && fd >= 0) {
-            return true;
-        }
-    }
-    return false;
+    return fd >= 0 && std::any_of(std::begin(g_fakeFds), std::end(g_fakeFds),
+                                  [fd](int held) { return held == fd; });
 }
 
 // Opens "/dev/rtc0" when the fake serves it; *handled is false otherwise.
@@ -219,7 +217,9 @@ int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
         const int64_t days = dakhost::detail::DaysFromCivil(static_cast<int64_t>(tm.tm_year) + 1900,
                                                             static_cast<unsigned>(tm.tm_mon) + 1,
                                                             static_cast<unsigned>(tm.tm_mday));
-        g_rtcMs = (days * 86400 + tm.tm_hour * 3600 + tm.tm_min * 60 + tm.tm_sec) * 1000;
+        g_rtcMs =
+            (days * 86400 + int64_t{tm.tm_hour} * 3600 + int64_t{tm.tm_min} * 60 + tm.tm_sec) *
+            1000;
         ++g_rtcWrites;
         return 0;
     }
@@ -335,8 +335,7 @@ DAK_INTERPOSE int close(int fd)
 
 // ---- controls ------------------------------------------------------------------------------
 
-namespace dakhost {
-namespace detail {
+namespace dakhost::detail {
 
 void MoveRtcMs(uint64_t ms)
 {
@@ -355,7 +354,9 @@ void ResetRtc()
     g_rtcWrites = 0;
 }
 
-}  // namespace detail
+}  // namespace dakhost::detail
+
+namespace dakhost {
 
 void SetRtc(int64_t utc)
 {

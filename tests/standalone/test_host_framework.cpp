@@ -221,11 +221,13 @@ TEST_F(HostFramework, OperationsOnObjectsNotCreatedAreReportedAndGoOn)
 
 TEST_F(HostFramework, TaskLeftCreatedIsReportedByItsDestructor)
 {
-    struct PlainTask : TCTask {};
     {
-        PlainTask task;
+        TCTask task;
         ASSERT_TRUE(task.Create("PlainTask", 60, 8192, 0));
         EXPECT_EQ(dakhost::TaskCount(), 1);
+        // Once an event went through, the thread is surely in its loop.
+        ASSERT_TRUE(Post(task, 1));
+        dakhost::WaitIdle();
     }
     EXPECT_EQ(AssertCount("FlagCreate() == false"), 1);
     EXPECT_EQ(dakhost::TaskCount(), 0);

@@ -19,17 +19,13 @@ TCObjectFactoryJPN::~TCObjectFactoryJPN() = default;
 
 namespace {
 
-struct InstallRegionalFactories {
-    InstallRegionalFactories()
-    {
-        dakhost::InstallObjectFactory(dakhost::Region::KR, new TCObjectFactoryKR);
-        dakhost::InstallObjectFactory(dakhost::Region::USA, new TCObjectFactoryUSA);
-        dakhost::InstallObjectFactory(dakhost::Region::DVB, new TCObjectFactoryDVB);
-        dakhost::InstallObjectFactory(dakhost::Region::BRZ, new TCObjectFactoryBRZ);
-        dakhost::InstallObjectFactory(dakhost::Region::JPN, new TCObjectFactoryJPN);
-    }
-};
-
-const InstallRegionalFactories installRegionalFactories;
+__attribute__((constructor)) void InstallRegionalFactories()
+{
+    dakhost::InstallObjectFactory(dakhost::Region::KR, new TCObjectFactoryKR);
+    dakhost::InstallObjectFactory(dakhost::Region::USA, new TCObjectFactoryUSA);
+    dakhost::InstallObjectFactory(dakhost::Region::DVB, new TCObjectFactoryDVB);
+    dakhost::InstallObjectFactory(dakhost::Region::BRZ, new TCObjectFactoryBRZ);
+    dakhost::InstallObjectFactory(dakhost::Region::JPN, new TCObjectFactoryJPN);
+}
 
 }  // namespace
