@@ -192,7 +192,7 @@ TEST_P(ManagerInit, ReplaysTheHardwareClockWhereTheRulesAllow)
     EXPECT_EQ(dakhost::AlarmCount(), 1);
 }
 
-const uint32_t kMarch5 = Utc(2024, 3, 5, 10, 0, 0);
+constexpr uint32_t kMarch5 = 1709632800U;  // 2024-03-05T10:00:00Z
 
 INSTANTIATE_TEST_SUITE_P(
     Table, ManagerInit,

@@ -17,8 +17,8 @@ using daktest::HasLog;
 namespace {
 constexpr int kPrint = static_cast<int>(Via::Print);
 constexpr int kPrintF = static_cast<int>(Via::PrintF);
-const uint32_t kStart = Utc(2024, 1, 1);  // both clocks after a platform reset
-const uint32_t kT = Utc(2024, 3, 5, 10, 0, 0);
+constexpr uint32_t kStart = 1704067200U;  // 2024-01-01: both clocks after a reset
+constexpr uint32_t kT = 1709632800U;      // 2024-03-05T10:00:00Z
 }  // namespace
 
 class ManagerSetTime : public DakTest {};
@@ -233,6 +233,7 @@ TEST_F(ManagerSetTime, ConcurrentClientsSeeWholeValuesAndSubscriptionsAlternate)
     std::atomic<bool> bad{false};
     std::atomic<bool> done{false};
     std::vector<std::thread> clients;
+    clients.reserve(2);
     for (int i = 0; i < 2; ++i) {
         clients.emplace_back([&bad, &done] {
             while (!done) {

@@ -11,7 +11,7 @@ using daktest::CountLogs;
 using daktest::HasLog;
 
 namespace {
-const uint32_t kRtc = Utc(2024, 3, 5, 10, 0, 0);
+constexpr uint32_t kRtc = 1709632800U;  // 2024-03-05T10:00:00Z
 }  // namespace
 
 struct SyncCase {
