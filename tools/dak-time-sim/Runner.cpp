@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,7 +55,7 @@ int64_t Resolve(const TimeValue& time)
 
 // What the last call step returned.
 struct CallResult {
-    enum class Kind { Nothing, Void, Null, Bool, Time };
+    enum class Kind { Nothing, Refused, Void, Null, Bool, Time };
     Kind kind = Kind::Nothing;
     bool boolean = false;
     int64_t value = 0;
@@ -64,6 +66,8 @@ std::string Describe(const CallResult& result)
     switch (result.kind) {
         case CallResult::Kind::Nothing:
             return "no call step yet";
+        case CallResult::Kind::Refused:
+            return "nothing (the last call step was refused)";
         case CallResult::Kind::Void:
             return "nothing (the last call returns nothing)";
         case CallResult::Kind::Null:
@@ -175,12 +179,47 @@ private:
 
     // ---- steps that act ----------------------------------------------------------
 
-    static TIStreamClock* Stream(const Step& step)
+    using HandleKey = std::pair<int32_t, uint16_t>;
+
+    static HandleKey Key(const Step& step) { return {step.profileId, step.subId}; }
+
+    // The step's stream clock, created on first use like the middleware
+    // would; null without a registry.
+    TIStreamClock* Stream(const Step& step)
     {
         DAKHandle handle;
         handle.profileId = step.profileId;
         handle.subId = step.subId;
-        return TIStreamClock::Instance(handle);
+        TIStreamClock* clock = TIStreamClock::Instance(handle);
+        if (clock != nullptr) {
+            m_clocks.insert(Key(step));
+        }
+        return clock;
+    }
+
+    // A stream clock keeps the manager it was made with (until its Reset), so
+    // the library wants the stream clocks gone before the manager goes. A
+    // file that exits the manager first and then feeds such a clock would
+    // make it call a destroyed manager: those steps are refused.
+    bool RefuseStale(const Step& step)
+    {
+        if (step.kind != StepKind::StreamSet && step.kind != StepKind::StreamDst) {
+            return false;
+        }
+        const auto stale = m_staleSince.find(Key(step));
+        if (stale == m_staleSince.end()) {
+            return false;
+        }
+        const std::string handle =
+            std::to_string(step.profileId) + "/" + std::to_string(step.subId);
+        ++m_tally.failed;
+        m_runner.Print("FAIL " + m_script.name + ":" + std::to_string(step.line) +
+                       ": step refused: stream " + handle +
+                       " still holds the manager destroyed by 'manager exit' at line " +
+                       std::to_string(stale->second) + "; run 'streams exit' or 'stream " + handle +
+                       " reset' first");
+        m_result.kind = CallResult::Kind::Refused;
+        return true;
     }
 
     void SetBool(bool value)
@@ -306,6 +345,11 @@ private:
                 SetBool(TISystemTimeManager::Instance()->Init());
                 break;
             case StepKind::ManagerExit:
+                if (TISystemTimeManager::t_systemTimeManager != nullptr) {
+                    for (const HandleKey& clock : m_clocks) {
+                        m_staleSince.emplace(clock, step.line);
+                    }
+                }
                 TISystemTimeManager::Exit();
                 SetVoid();
                 break;
@@ -337,6 +381,8 @@ private:
                 break;
             case StepKind::StreamsExit:
                 TIStreamClock::Exit();
+                m_clocks.clear();
+                m_staleSince.clear();
                 SetVoid();
                 break;
             default:
@@ -357,6 +403,9 @@ private:
             default:
                 ActTime(step);
                 return;
+        }
+        if (RefuseStale(step)) {
+            return;
         }
         TIStreamClock* clock = Stream(step);
         if (clock == nullptr) {
@@ -384,6 +433,7 @@ private:
                 break;
             default:
                 clock->Reset();
+                m_staleSince.erase(Key(step));
                 SetVoid();
                 break;
         }
@@ -758,6 +808,8 @@ private:
     Tally m_tally;
     CallResult m_result;
     int m_markLine = 0;
+    std::set<HandleKey> m_clocks;           // stream clocks made in this registry
+    std::map<HandleKey, int> m_staleSince;  // clocks holding an exited manager
 };
 
 // Back to a process that has just loaded the library.
