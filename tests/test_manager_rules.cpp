@@ -134,19 +134,44 @@ TEST_F(ManagerRulesLog, StartUpLogsTheReplayTypeOfAnUnknownReason)
               2);
 }
 
-// The calendar arithmetic against the C library for every day of the range,
-// at a time of day that exercises every field.
+// The calendar arithmetic for every day from 1970-01-01 to 2100-01-01, at a
+// time of day that moves each day, against timegm (where time_t reaches past
+// 2038) and an independent civil-date algorithm.
 TEST(ManagerCalendar, EveryDayFrom1970To2100MatchesTimegm)
 {
-    for (int64_t day = 0; day <= 4102444800LL / 86400; ++day) {
-        const auto when = static_cast<time_t>(day * 86400 + (day * 3671) % 86400);
-        tm cal{};
-        ASSERT_NE(gmtime_r(&when, &cal), nullptr);
-        rtc_time rtc{cal.tm_sec, cal.tm_min, cal.tm_hour, cal.tm_mday, cal.tm_mon, cal.tm_year, 0,
-                     0,          0};
-        ASSERT_EQ(TCSystemTimeManager::t_ConvertRTCToUTC(rtc), static_cast<unsigned long>(when))
-            << cal.tm_year + 1900 << "-" << cal.tm_mon + 1 << "-" << cal.tm_mday;
+    const int daysIn[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    int dayCount = 0;
+    for (int year = 1970; year <= 2100; ++year) {
+        for (int month = 0; month < 12 && (year < 2100 || month == 0); ++month) {
+            const int last = daysIn[month] + (month == 1 && year % 4 == 0 ? 1 : 0);
+            for (int day = 1; day <= last && (year < 2100 || day == 1); ++day, ++dayCount) {
+                const int secondOfDay = (dayCount * 3671) % 86400;
+                rtc_time rtc{secondOfDay % 60,
+                             secondOfDay / 60 % 60,
+                             secondOfDay / 3600,
+                             day,
+                             month,
+                             year - 1900,
+                             0,
+                             0,
+                             0};
+                const unsigned long utc = TCSystemTimeManager::t_ConvertRTCToUTC(rtc);
+                ASSERT_EQ(utc, Utc(year, month + 1, day, rtc.tm_hour, rtc.tm_min, rtc.tm_sec))
+                    << year << "-" << month + 1 << "-" << day;
+                if constexpr (sizeof(time_t) >= 8) {
+                    tm cal{};
+                    cal.tm_sec = rtc.tm_sec;
+                    cal.tm_min = rtc.tm_min;
+                    cal.tm_hour = rtc.tm_hour;
+                    cal.tm_mday = day;
+                    cal.tm_mon = month;
+                    cal.tm_year = year - 1900;
+                    ASSERT_EQ(utc, static_cast<unsigned long>(timegm(&cal)));
+                }
+            }
+        }
     }
+    EXPECT_EQ(dayCount, 47483);  // 130 years of days and 2100-01-01
 }
 
 TEST(ManagerCalendar, LeapDayCountsFromMarchAndBoundsAreExact)
