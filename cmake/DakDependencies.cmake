@@ -19,7 +19,12 @@ if(DAK_BUILD_TESTS OR DAK_BUILD_TOOLS)
   if(DAK_GTEST_FROM_SOURCE)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
+    # GoogleTest is not held to the project's warnings: hide the directory's
+    # compile options (warnings, -Werror) from it while it is added.
+    get_directory_property(DAK_SAVED_COMPILE_OPTIONS COMPILE_OPTIONS)
+    set_directory_properties(PROPERTIES COMPILE_OPTIONS "")
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    set_directory_properties(PROPERTIES COMPILE_OPTIONS "${DAK_SAVED_COMPILE_OPTIONS}")
     if(NOT TARGET GTest::gtest)
       add_library(GTest::gtest ALIAS gtest)
       add_library(GTest::gtest_main ALIAS gtest_main)
