@@ -80,17 +80,6 @@ INSTANTIATE_TEST_SUITE_P(Table, ManagerReasonLeft,
                                            ReasonCase{8, Reason_micom, Reason_init},
                                            ReasonCase{-1, Reason_net, Reason_init}));
 
-TEST(ManagerRules, StartUpSettingTypeByStoredReason)
-{
-    const std::pair<int, ETimeSettingType> cases[] = {
-        {Reason_init, SetType_init}, {Reason_micom, SetType_init},
-        {Reason_net, SetType_net},   {Reason_stream, SetType_stream},
-        {9, SetType_init},           {-1, SetType_init}};
-    for (const auto& [reason, type] : cases) {
-        EXPECT_EQ(dak::InitSettingTypeFor(static_cast<ESystemTimeReason>(reason)), type) << reason;
-    }
-}
-
 class ManagerRulesLog : public DakTest {};
 
 TEST_F(ManagerRulesLog, ManualSettingInAutomaticModeAsksTheRules)
