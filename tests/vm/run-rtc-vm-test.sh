@@ -50,6 +50,9 @@ fi
 
 # ---- kernel and busybox, downloaded once ------------------------------------------
 mkdir -p "$cache_dir"
+apt_download() {  # apt_download DIR PACKAGE
+    (cd "$1" && apt-get download -q -o APT::Sandbox::User="$(id -un)" "$2" </dev/null)
+}
 fetch_package() {  # fetch_package PACKAGE:armhf DIR: unpacks the package into DIR
     local package="$1" into="$2"
     if [[ -e "$into/.unpacked" ]]; then
@@ -58,11 +61,17 @@ fetch_package() {  # fetch_package PACKAGE:armhf DIR: unpacks the package into D
     local download
     download="$(mktemp -d "$cache_dir/download.XXXXXX")"
     # apt's download sandbox user may not write here: download as the caller.
-    if ! (cd "$download" && apt-get download -q -o APT::Sandbox::User="$(id -un)" "$package" \
-            </dev/null); then
-        echo "rtc-vm-test: apt-get download $package failed (armhf package lists: ci/setup.sh vm)" >&2
-        rm -rf "$download"
-        return 1
+    # Lists older than the mirror name files it no longer has: one update
+    # (as root) and one more try.
+    if ! apt_download "$download" "$package"; then
+        if [[ $(id -u) -eq 0 ]]; then
+            apt-get update -qq </dev/null || true
+        fi
+        if ! apt_download "$download" "$package"; then
+            echo "rtc-vm-test: apt-get download $package failed (armhf package lists: ci/setup.sh vm)" >&2
+            rm -rf "$download"
+            return 1
+        fi
     fi
     rm -rf "$into"
     mkdir -p "$into"
