@@ -49,7 +49,13 @@ bool CalledFromLibrary(const void* returnAddress)
 extern "C" int clock_gettime(clockid_t clockId, timespec* result) noexcept
 {
     const void* caller = __builtin_return_address(0);
-    const auto ret = static_cast<int>(syscall(SYS_clock_gettime, clockId, result));
+#if defined(SYS_clock_gettime64)
+    // 32-bit targets: the system call that matches this build's timespec.
+    const long number = sizeof(result->tv_sec) == 8 ? SYS_clock_gettime64 : SYS_clock_gettime;
+#else
+    const long number = SYS_clock_gettime;
+#endif
+    const auto ret = static_cast<int>(syscall(number, clockId, result));
     if (ret != 0 || clockId != CLOCK_MONOTONIC || !CalledFromLibrary(caller)) {
         return ret;
     }
@@ -110,19 +116,26 @@ protected:
 
 TEST_F(StreamBaseClock, FreshReadingIsTheBaseClockItself)
 {
-    EXPECT_EQ(m_clock->StreamClock(nullptr), 5000U);
-    EXPECT_EQ(m_clock->StreamClockOfSystem(nullptr), 5000U);
+    bool isSet = true;
+    EXPECT_EQ(m_clock->StreamClock(&isSet), 5000U);
+    EXPECT_FALSE(isSet);
+    isSet = true;
+    EXPECT_EQ(m_clock->StreamClockOfSystem(&isSet), 5000U);
+    EXPECT_FALSE(isSet);
     Elapse(7);
     EXPECT_EQ(m_clock->StreamClock(nullptr), 5007U);
+    EXPECT_EQ(m_clock->StreamClockOfSystem(nullptr), 5007U);
 }
 
 TEST_F(StreamBaseClock, ReadingIsTheTimeSentPlusTheSecondsElapsed)
 {
     const unsigned long utc = Utc(2024, 3, 10, 12);
     ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
-    dakhost::SetPlatformClock(Utc(2031, 1, 1));
+    dakhost::SetPlatformClock(Utc(2031, 1, 1));  // the wall clock plays no part
     Elapse(10);
-    const unsigned long stream = m_clock->StreamClock(nullptr);
+    bool isSet = false;
+    const unsigned long stream = m_clock->StreamClock(&isSet);
+    EXPECT_TRUE(isSet);
     const unsigned long system = m_clock->StreamClockOfSystem(nullptr);
     EXPECT_EQ(stream, utc + 10);
     EXPECT_EQ(system, utc + 10);

@@ -1,5 +1,5 @@
-// A stream clock as its users see it: readings over the monotonic clock,
-// mode, reset, the broadcast time offset record and the stream DST flag.
+// A stream clock as its users see it: mode, reset, the broadcast time
+// offset record and the stream DST flag. Readings: test_stream_base_clock.
 #include <ctime>
 
 #include "DakTestFixture.h"
@@ -71,78 +71,6 @@ protected:
     TIStreamClock* m_clock = nullptr;
     size_t m_writesMark = 0;
 };
-
-// ---- readings -----------------------------------------------------------------
-
-TEST_F(StreamClockTest, FreshReadingsAreTheMonotonicSeconds)
-{
-    bool isSet = true;
-    const unsigned long before = MonotonicSeconds();
-    const unsigned long stream = m_clock->StreamClock(&isSet);
-    EXPECT_FALSE(isSet);
-    isSet = true;
-    const unsigned long system = m_clock->StreamClockOfSystem(&isSet);
-    EXPECT_FALSE(isSet);
-    const unsigned long nullFlag = m_clock->StreamClock(nullptr);
-    const unsigned long nullFlagSystem = m_clock->StreamClockOfSystem(nullptr);
-    const unsigned long after = MonotonicSeconds();
-
-    for (unsigned long reading : {stream, system, nullFlag, nullFlagSystem}) {
-        EXPECT_GE(reading, before);
-        EXPECT_LE(reading, after);
-    }
-}
-
-TEST_F(StreamClockTest, AcceptedTimeAdvancesWithTheBaseClockAloneWhateverThePlatformClock)
-{
-    const unsigned long utc = Utc(2024, 3, 10, 12);
-    const unsigned long beforeSet = MonotonicSeconds();
-    ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
-    const unsigned long afterSet = MonotonicSeconds();
-
-    dakhost::SetPlatformClock(Utc(2030, 1, 1));
-
-    bool isSet = false;
-    bool isSetSystem = false;
-    const unsigned long beforeRead = MonotonicSeconds();
-    const unsigned long stream = m_clock->StreamClock(&isSet);
-    const unsigned long system = m_clock->StreamClockOfSystem(&isSetSystem);
-    const unsigned long afterRead = MonotonicSeconds();
-
-    EXPECT_TRUE(isSet);
-    EXPECT_TRUE(isSetSystem);
-    for (unsigned long reading : {stream, system}) {
-        EXPECT_GE(reading, utc + (beforeRead - afterSet));
-        EXPECT_LE(reading, utc + (afterRead - beforeSet));
-    }
-}
-
-TEST_F(StreamClockTest, TableOfAnotherModeMovesOnlyTheStreamReading)
-{
-    const unsigned long accepted = Utc(2024, 3, 10);
-    ASSERT_TRUE(m_clock->SetStreamClock(accepted, false, 0));
-    const unsigned long other = Utc(2027, 8, 1);
-    EXPECT_FALSE(m_clock->SetStreamClock(other, false, 1));
-
-    bool isSet = false;
-    // Readings within a minute of their stream time: far apart from each other.
-    EXPECT_LT(m_clock->StreamClock(&isSet) - other, 60U);
-    EXPECT_TRUE(isSet);  // from the accepted table before
-    EXPECT_LT(m_clock->StreamClockOfSystem(nullptr) - accepted, 60U);
-}
-
-TEST_F(StreamClockTest, TimeBehindTheBaseClockStillReadsBack)
-{
-    // The offsets are differences modulo 2^32: a stream time that moves the
-    // clock backwards (a new table older than the last) reads back as sent.
-    const unsigned long later = Utc(2099, 12, 31, 23, 59, 59);
-    const unsigned long earlier = Utc(2001, 1, 1);
-    ASSERT_TRUE(m_clock->SetStreamClock(later, false, 0));
-    EXPECT_LT(m_clock->StreamClock(nullptr) - later, 60U);
-    ASSERT_TRUE(m_clock->SetStreamClock(earlier, false, 0));
-    EXPECT_LT(m_clock->StreamClock(nullptr) - earlier, 60U);
-    EXPECT_LT(m_clock->StreamClockOfSystem(nullptr) - earlier, 60U);
-}
 
 // ---- mode and reset -------------------------------------------------------------
 

@@ -85,12 +85,6 @@ TEST_F(StreamRegistry, HandlesDifferingInOneFieldGetTheirOwnClock)
     }
 }
 
-TEST_F(StreamRegistry, DefaultHandleIsProfileOneSubZero)
-{
-    TIStreamClock::Init();
-    EXPECT_EQ(TIStreamClock::Instance(DAKHandle{}), TIStreamClock::Instance(Handle(1, 0)));
-}
-
 TEST_F(StreamRegistry, InstanceWithoutRegistryReportsAndReturnsNull)
 {
     dakhost::SelectObjectFactory(dakhost::Region::None);
