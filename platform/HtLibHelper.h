@@ -16,17 +16,17 @@ int* HtLibEnabled();
 void HtLibHelperInit();
 void HtLibHelperDeinit();
 
-namespace {
-// Priority 101 runs ahead of every default-priority static initialiser. The
-// unload entry is a plain destructor function: those run before the
-// runtime's finalisation (the first entry of the list, run last) calls the
-// registered static destructors.
-__attribute__((constructor(101), used)) void HtLibHelperLoadEntry()
+// Each source file gets its own pair of entries (internal linkage); the
+// attributes keep them emitted although nothing calls them. Priority 101
+// runs ahead of every default-priority static initialiser. The unload entry
+// is a plain destructor function: those run before the runtime's
+// finalisation (the first entry of the list, run last) calls the registered
+// static destructors.
+__attribute__((constructor(101), used)) static inline void HtLibHelperLoadEntry()
 {
     HtLibHelperInit();
 }
-__attribute__((destructor, used)) void HtLibHelperUnloadEntry()
+__attribute__((destructor, used)) static inline void HtLibHelperUnloadEntry()
 {
     HtLibHelperDeinit();
 }
-}  // namespace
