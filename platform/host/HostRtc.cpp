@@ -5,6 +5,10 @@
 //
 // These functions may run before any static initialiser of the process, so
 // their state is constant-initialised and guarded by a plain pthread mutex.
+// They also run inside the sanitizers' runtimes (a race report's symboliser
+// opens and closes files): the set of fake descriptors is therefore read
+// without the lock, and the interposed entry points are not instrumented by
+// the thread sanitizer, so that they can never start a nested report.
 // The C library's own declarations of open and ioctl are not included here:
 // on some builds they are renamed (large-file and 64-bit time variants), and
 // this file must define exactly the symbols named below.
@@ -15,6 +19,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -24,7 +29,8 @@
 #include "DakHostControl.h"
 #include "HostInternal.h"
 
-#define DAK_INTERPOSE extern "C" __attribute__((visibility("default")))
+#define DAK_NOT_INSTRUMENTED __attribute__((no_sanitize("thread")))
+#define DAK_INTERPOSE extern "C" __attribute__((visibility("default"))) DAK_NOT_INSTRUMENTED
 
 namespace {
 
@@ -39,13 +45,14 @@ bool g_rtcFake = true;
 bool g_failRead = false;
 bool g_failWrite = false;
 int g_rtcWrites = 0;
-int g_fakeFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
-                                      -1, -1, -1, -1, -1, -1, -1, -1};
+// Descriptors handed out for "/dev/rtc0" (-1: free slot).
+std::atomic<int> g_fakeFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
+                                                   -1, -1, -1, -1, -1, -1, -1, -1};
 
 class RtcLock {
 public:
-    RtcLock() { pthread_mutex_lock(&g_rtcLock); }
-    ~RtcLock() { pthread_mutex_unlock(&g_rtcLock); }
+    DAK_NOT_INSTRUMENTED RtcLock() { pthread_mutex_lock(&g_rtcLock); }
+    DAK_NOT_INSTRUMENTED ~RtcLock() { pthread_mutex_unlock(&g_rtcLock); }
     RtcLock(const RtcLock&) = delete;
     RtcLock& operator=(const RtcLock&) = delete;
 };
@@ -81,14 +88,14 @@ bool IsRtcPath(const char* path)
     return path != nullptr && std::strcmp(path, kRtcPath) == 0;
 }
 
-bool IsFakeLocked(int fd)
+DAK_NOT_INSTRUMENTED bool IsFake(int fd)
 {
     return fd >= 0 && std::any_of(std::begin(g_fakeFds), std::end(g_fakeFds),
-                                  [fd](int held) { return held == fd; });
+                                  [fd](const std::atomic<int>& held) { return held.load() == fd; });
 }
 
 // Opens "/dev/rtc0" when the fake serves it; *handled is false otherwise.
-int OpenRtc(const char* path, bool* handled)
+DAK_NOT_INSTRUMENTED int OpenRtc(const char* path, bool* handled)
 {
     *handled = false;
     if (!IsRtcPath(path)) {
@@ -103,21 +110,21 @@ int OpenRtc(const char* path, bool* handled)
         errno = ENOENT;
         return -1;
     }
-    for (int& slot : g_fakeFds) {
-        if (slot < 0) {
+    for (std::atomic<int>& slot : g_fakeFds) {
+        if (slot.load() < 0) {
             const long fd = RealOpenAt(AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC, 0);
             if (fd < 0) {
                 return -1;
             }
-            slot = static_cast<int>(fd);
-            return slot;
+            slot.store(static_cast<int>(fd));
+            return static_cast<int>(fd);
         }
     }
     errno = EMFILE;
     return -1;
 }
 
-int OpenAny(int dirfd, const char* path, int flags, unsigned int mode)
+DAK_NOT_INSTRUMENTED int OpenAny(int dirfd, const char* path, int flags, unsigned int mode)
 {
     bool handled = false;
     const int fd = OpenRtc(path, &handled);
@@ -180,13 +187,13 @@ bool ValidRtcTime(const rtc_time& tm)
 }
 
 // Serves a request on a fake descriptor; *handled is false for other ones.
-int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
+DAK_NOT_INSTRUMENTED int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
 {
-    const RtcLock lock;
-    *handled = IsFakeLocked(fd);
+    *handled = IsFake(fd);
     if (!*handled) {
         return 0;
     }
+    const RtcLock lock;
     if (request == RTC_RD_TIME) {
         if (g_failRead) {
             errno = EIO;
@@ -227,7 +234,7 @@ int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
     return -1;
 }
 
-int IoctlAny(int fd, unsigned long request, void* arg)
+DAK_NOT_INSTRUMENTED int IoctlAny(int fd, unsigned long request, void* arg)
 {
     bool handled = false;
     const int result = RtcIoctl(fd, request, arg, &handled);
@@ -322,12 +329,12 @@ DAK_INTERPOSE int __ioctl_time64(int fd, unsigned long request, ...)
 
 DAK_INTERPOSE int close(int fd)
 {
-    {
-        const RtcLock lock;
-        for (int& slot : g_fakeFds) {
-            if (slot == fd && fd >= 0) {
-                slot = -1;
-            }
+    // Forgotten before the number is released, so that a later open that
+    // gets the same number is never mistaken for the clock.
+    for (std::atomic<int>& slot : g_fakeFds) {
+        int held = fd;
+        if (fd >= 0) {
+            slot.compare_exchange_strong(held, -1);
         }
     }
     return static_cast<int>(syscall(SYS_close, fd));
