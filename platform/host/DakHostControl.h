@@ -96,6 +96,8 @@ DAK_PLATFORM_API std::vector<SignalRecord> Signals();
 // ---- clocks ----------------------------------------------------------------
 
 // The platform clock (BPTime_*) kept in memory; the host clock is never set.
+// Both clocks count milliseconds, so that short advances add up; setting a
+// clock drops its sub-second part.
 DAK_PLATFORM_API void SetPlatformClock(uint32_t utc);
 DAK_PLATFORM_API uint32_t PlatformClock();
 DAK_PLATFORM_API void FailClockGet(int code);  // 0: works again
@@ -126,12 +128,17 @@ DAK_PLATFORM_API void FailTaskCreate(bool fail);   // TCTask::Create fails
 DAK_PLATFORM_API void UseVirtualTime(bool on);
 // Moves the platform clock and the hardware clock forward by `ms`; every
 // alarm period that ends inside it, or exactly at its end, fires at its
-// moment (the clocks stand there), each followed by WaitIdle().
+// moment (the clocks stand there), each followed by WaitIdle(). Firings go in
+// time order, alarms due together in creation order; the alarm's own thread
+// posts and Advance waits until it has. The clocks move by the elapsed time,
+// so a clock set meanwhile moves on from its new value. Without virtual time
+// only the clocks move. Not to be called from a task's handler.
 DAK_PLATFORM_API void Advance(uint64_t ms);
 // Every created alarm fires once now (its period is not moved), then WaitIdle().
 DAK_PLATFORM_API void FireAlarms();
 // Until every task has handled every queued event, including events that
-// handling posted.
+// handling posted: one count of queued events and running handlers over all
+// tasks must reach zero. On a task's own thread it returns at once.
 DAK_PLATFORM_API void WaitIdle();
 // Number of created alarms and of running tasks.
 DAK_PLATFORM_API int AlarmCount();
