@@ -1,9 +1,7 @@
-// The stream clock against a base clock under the test's control. This
-// executable defines clock_gettime itself; calls made from inside libdak-time
-// see CLOCK_MONOTONIC at a chosen second, or failing, while
+// Exact stream clock readings against a base clock under the test's control.
+// This executable defines clock_gettime itself: calls made from inside
+// libdak-time see CLOCK_MONOTONIC standing at g_baseSeconds (or failing),
 // every other caller (test framework, host platform) gets the real clock.
-// Inside the library the clock stands still unless a test moves it, so
-// readings are exact.
 #include <dlfcn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,6 +11,7 @@
 #include <cstdint>
 #include <ctime>
 #include <string>
+#include <tuple>
 
 #include "DakTestFixture.h"
 #include "TIStreamClock.h"
@@ -21,26 +20,17 @@ namespace {
 
 std::atomic<bool> g_failBaseClock{false};
 std::atomic<int64_t> g_baseSeconds{0};
-std::atomic<int64_t> g_baseCalls{0};
-
-const void* LibraryBase()
-{
-    static const void* const base = [] {
-        Dl_info info{};
-        // Any function of the library tells where it is mapped.
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
-        if (dladdr(reinterpret_cast<void*>(&TIStreamClock::Init), &info) == 0) {
-            return static_cast<const void*>(nullptr);
-        }
-        return static_cast<const void*>(info.dli_fbase);
-    }();
-    return base;
-}
 
 bool CalledFromLibrary(const void* returnAddress)
 {
+    static const void* const library = [] {
+        Dl_info info{};
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
+        const bool found = dladdr(reinterpret_cast<void*>(&TIStreamClock::Init), &info) != 0;
+        return found ? static_cast<const void*>(info.dli_fbase) : nullptr;
+    }();
     Dl_info info{};
-    return dladdr(returnAddress, &info) != 0 && info.dli_fbase == LibraryBase();
+    return dladdr(returnAddress, &info) != 0 && info.dli_fbase == library;
 }
 
 }  // namespace
@@ -59,7 +49,6 @@ extern "C" int clock_gettime(clockid_t clockId, timespec* result) noexcept
     if (ret != 0 || clockId != CLOCK_MONOTONIC || !CalledFromLibrary(caller)) {
         return ret;
     }
-    g_baseCalls.fetch_add(1);
     if (g_failBaseClock.load()) {
         errno = EINVAL;
         return -1;
@@ -71,20 +60,7 @@ extern "C" int clock_gettime(clockid_t clockId, timespec* result) noexcept
 
 namespace {
 
-using dakhost::Via;
 using daktest::Utc;
-
-constexpr int kPrint = static_cast<int>(Via::Print);
-
-bool HasExactLog(const std::string& text, int level)
-{
-    for (const auto& line : daktest::FindLogs(text, level, kPrint)) {
-        if (line.text == text) {
-            return true;
-        }
-    }
-    return false;
-}
 
 class StreamBaseClock : public DakTest {
 protected:
@@ -92,80 +68,61 @@ protected:
     {
         DakTest::SetUp();
         g_failBaseClock = false;
-        g_baseSeconds = 5000;
         TIStreamClock::Init();
         m_clock = TIStreamClock::Instance(DAKHandle{});
         ASSERT_NE(m_clock, nullptr);
-        // The substitute must reach the library, or these tests prove nothing.
-        const int64_t callsBefore = g_baseCalls.load();
-        m_clock->StreamClock(nullptr);
-        ASSERT_GT(g_baseCalls.load(), callsBefore) << "clock_gettime is not interposed";
     }
-
-    void TearDown() override
-    {
-        g_failBaseClock = false;
-        DakTest::TearDown();
-    }
-
-    // Moves the library's monotonic clock forward.
-    static void Elapse(int64_t seconds) { g_baseSeconds += seconds; }
 
     TIStreamClock* m_clock = nullptr;
 };
 
-TEST_F(StreamBaseClock, FreshReadingIsTheBaseClockItself)
-{
-    bool isSet = true;
-    EXPECT_EQ(m_clock->StreamClock(&isSet), 5000U);
-    EXPECT_FALSE(isSet);
-    isSet = true;
-    EXPECT_EQ(m_clock->StreamClockOfSystem(&isSet), 5000U);
-    EXPECT_FALSE(isSet);
-    Elapse(7);
-    EXPECT_EQ(m_clock->StreamClock(nullptr), 5007U);
-    EXPECT_EQ(m_clock->StreamClockOfSystem(nullptr), 5007U);
-}
+struct ReadingRow {
+    int64_t base;         // base clock when the table arrives
+    unsigned long utc;    // 0: no table
+    int64_t elapsed;      // seconds until the reading
+    unsigned long reads;  // both readings
+};
 
-TEST_F(StreamBaseClock, ReadingIsTheTimeSentPlusTheSecondsElapsed)
+// The readings are base + (utc - base at arrival), modulo 2^32.
+const ReadingRow kReadings[] = {
+    {5000, 0, 7, 5007},  // fresh: the base clock itself
+    {5000, Utc(2024, 3, 10, 12), 10, Utc(2024, 3, 10, 12) + 10},
+    {5000, 4102444799UL, 200000000, (4102444799UL + 200000000UL) & 0xFFFFFFFFUL},
+    {3000000000LL, 978307200UL, 1, 978307201UL},  // base ahead: negative offset
+};
+
+TEST_F(StreamBaseClock, ReadingIsTheTableTimePlusTheElapsedBaseClockUntilReset)
 {
-    const unsigned long utc = Utc(2024, 3, 10, 12);
-    ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
     dakhost::SetPlatformClock(Utc(2031, 1, 1));  // the wall clock plays no part
-    Elapse(10);
-    bool isSet = false;
-    const unsigned long stream = m_clock->StreamClock(&isSet);
-    EXPECT_TRUE(isSet);
-    const unsigned long system = m_clock->StreamClockOfSystem(nullptr);
-    EXPECT_EQ(stream, utc + 10);
-    EXPECT_EQ(system, utc + 10);
+    for (const ReadingRow& row : kReadings) {
+        SCOPED_TRACE(row.utc);
+        g_baseSeconds = row.base;
+        if (row.utc != 0) {
+            ASSERT_TRUE(m_clock->SetStreamClock(row.utc, false, 0));
+        }
+        g_baseSeconds += row.elapsed;
+        bool streamSet = row.utc == 0;
+        bool systemSet = streamSet;
+        EXPECT_EQ(m_clock->StreamClock(&streamSet), row.reads);
+        EXPECT_EQ(m_clock->StreamClockOfSystem(&systemSet), row.reads);
+        EXPECT_EQ(streamSet, row.utc != 0);
+        EXPECT_EQ(systemSet, row.utc != 0);
+
+        m_clock->SetDVBTimeOffset(1300000000, 60, 0);
+        m_clock->Reset();  // the next row starts from a fresh clock
+        EXPECT_EQ(m_clock->StreamClock(&streamSet), static_cast<unsigned long>(g_baseSeconds));
+        EXPECT_FALSE(streamSet);
+        unsigned long timeOfchange = 11;
+        int next = 22;
+        int local = 33;
+        EXPECT_FALSE(m_clock->GetDVBTimeOffset(timeOfchange, next, local));
+        EXPECT_EQ(std::tie(timeOfchange, next, local), std::make_tuple(11UL, 22, 33));
+    }
 }
 
-TEST_F(StreamBaseClock, ReadingWrapsModulo32Bits)
+TEST_F(StreamBaseClock, FailingBaseClockReadsZeroAndRefusesTablesWithoutChange)
 {
-    const unsigned long utc = 4102444799UL;  // last valid second
-    ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
-    Elapse(200000000);  // about six years later
-    const unsigned long stream = m_clock->StreamClock(nullptr);
-    const unsigned long system = m_clock->StreamClockOfSystem(nullptr);
-    const unsigned long wrapped = (utc + 200000000UL) & 0xFFFFFFFFUL;
-    EXPECT_EQ(stream, wrapped);
-    EXPECT_EQ(system, wrapped);
-}
-
-TEST_F(StreamBaseClock, BaseClockAheadOfTheStreamTimeStillReadsTheStreamTime)
-{
-    // A base clock above the stream time gives a negative offset.
-    g_baseSeconds = 3000000000LL;
-    const unsigned long utc = Utc(2001, 1, 1);
-    ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
-    Elapse(1);
-    const unsigned long stream = m_clock->StreamClock(nullptr);
-    EXPECT_EQ(stream, utc + 1);
-}
-
-TEST_F(StreamBaseClock, FailingBaseClockReadsZeroKeepsTheFlagAndRefusesTables)
-{
+    g_baseSeconds = 5000;
     const unsigned long utc = Utc(2024, 3, 10);
     ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
     const auto writesBefore = dakhost::SettingWrites().size();
@@ -175,19 +132,17 @@ TEST_F(StreamBaseClock, FailingBaseClockReadsZeroKeepsTheFlagAndRefusesTables)
     bool isSet = false;
     EXPECT_EQ(m_clock->StreamClock(&isSet), 0U);
     EXPECT_TRUE(isSet);
-    isSet = false;
-    EXPECT_EQ(m_clock->StreamClockOfSystem(&isSet), 0U);
-    EXPECT_TRUE(isSet);
+    EXPECT_EQ(m_clock->StreamClockOfSystem(nullptr), 0U);
     EXPECT_FALSE(m_clock->SetStreamClock(Utc(2030, 1, 1), false, 0));
     EXPECT_EQ(dakhost::AgentReadHolds(), 0);
+    for (const std::string& text :
+         {"Error clock_gettime : " + std::to_string(EINVAL),
+          std::string("TCStreamClockManager::StreamClock, Getting base clock error!"),
+          std::string("TCStreamClockManager::StreamClockOfSystem, Getting base clock error!"),
+          std::string("TCStreamClockManager::SetStreamClock, Getting base clock error!")}) {
+        EXPECT_TRUE(daktest::HasLog(text, 5, static_cast<int>(dakhost::Via::Print))) << text;
+    }
 
-    EXPECT_TRUE(HasExactLog("Error clock_gettime : " + std::to_string(EINVAL), 5));
-    EXPECT_TRUE(HasExactLog("TCStreamClockManager::StreamClock, Getting base clock error!", 5));
-    EXPECT_TRUE(
-        HasExactLog("TCStreamClockManager::StreamClockOfSystem, Getting base clock error!", 5));
-    EXPECT_TRUE(HasExactLog("TCStreamClockManager::SetStreamClock, Getting base clock error!", 5));
-
-    // The refused table changed nothing.
     g_failBaseClock = false;
     EXPECT_EQ(dakhost::SettingWrites().size(), writesBefore);
     EXPECT_EQ(m_clock->StreamClock(nullptr), utc);

@@ -1,146 +1,89 @@
-// The stream clock registry: one clock per service handle, created on first
-// use, all of them gone after Exit.
+// The stream clock registry: one clock per handle, found again in any order,
+// and no clock at all outside Init..Exit.
 #include <climits>
+#include <iterator>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "DakTestFixture.h"
 #include "TIStreamClock.h"
-#include "TISystemTimeManager.h"
 
 namespace {
 
-using daktest::CountLogs;
-
-DAKHandle Handle(int32_t profileId, uint16_t subId)
-{
-    DAKHandle handle;
-    handle.profileId = profileId;
-    handle.subId = subId;
-    return handle;
-}
+using dakhost::Via;
 
 // Assertions reported by the stream clock sources.
-int StreamAsserts(const std::string& expression)
+int StreamAsserts(const char* expression)
 {
     int count = 0;
-    for (const auto& line :
-         daktest::FindLogs(expression, -1, static_cast<int>(dakhost::Via::Assert))) {
+    for (const auto& line : daktest::FindLogs(expression, -1, static_cast<int>(Via::Assert))) {
         count += line.text == expression && line.function == "src/StreamClock" ? 1 : 0;
     }
     return count;
 }
 
-// Constructing a clock without an object factory leaves exactly one
-// "pObjectFactory" assertion, which makes constructions countable.
-int Constructions()
+int StdoutLines(const char* text)
 {
-    return StreamAsserts("pObjectFactory");
+    return daktest::CountLogs(text, -1, static_cast<int>(Via::Stdout));
 }
 
-class StreamRegistry : public DakTest {};
+class StreamRegistry : public DakTest {
+protected:
+    void SetUp() override
+    {
+        DakTest::SetUp();
+        // Without an object factory every construction reports "pObjectFactory"
+        // once, which makes constructions countable.
+        dakhost::SelectObjectFactory(dakhost::Region::None);
+        dakhost::CaptureStdout(true);
+    }
+};
 
-TEST_F(StreamRegistry, EqualHandlesShareOneClockBuiltOnce)
+TEST_F(StreamRegistry, EachHandleHasOneClockFoundAgainInAnyOrder)
 {
     TIStreamClock::Init();
-    TISystemTimeManager::Instance();  // built with its factory, before it goes
-    dakhost::SelectObjectFactory(dakhost::Region::None);
-    dakhost::CaptureStdout(true);
-
-    TIStreamClock* first = TIStreamClock::Instance(Handle(3, 7));
-    ASSERT_NE(first, nullptr);
-    const DAKHandle copy = Handle(3, 7);
-    EXPECT_EQ(TIStreamClock::Instance(copy), first);
-    EXPECT_EQ(TIStreamClock::Instance(Handle(3, 7)), first);
-    EXPECT_EQ(Constructions(), 1);
-    dakhost::CollectStdout();
-    EXPECT_EQ(CountLogs("ASSERT!, Func:TCStreamClock", -1, static_cast<int>(dakhost::Via::Stdout)),
-              1);
-}
-
-TEST_F(StreamRegistry, HandlesDifferingInOneFieldGetTheirOwnClock)
-{
-    TIStreamClock::Init();
-    const std::vector<DAKHandle> handles = {
-        Handle(INT_MIN, 0), Handle(-1, 0),
-        Handle(-1, 1),      Handle(0, 0),
-        Handle(1, 0),       Handle(1, 1),
-        Handle(1, 0xFFFF),  Handle(2, 0),
-        Handle(INT_MAX, 0), Handle(INT_MAX, 0xFFFF),
-    };
+    const DAKHandle handles[] = {{INT_MIN, 0}, {-1, 0},     {-1, 1}, {0, 0},           {1, 0},
+                                 {1, 1},       {1, 0xFFFF}, {2, 0},  {INT_MAX, 0xFFFF}};
+    const int count = static_cast<int>(std::size(handles));
     std::set<TIStreamClock*> clocks;
-    for (size_t i = 0; i < handles.size(); ++i) {
+    for (int i = 0; i < count; ++i) {
         TIStreamClock* clock = TIStreamClock::Instance(handles[i]);
         ASSERT_NE(clock, nullptr);
-        clock->SetMode(static_cast<int>(i) + 100);
+        EXPECT_EQ(TIStreamClock::Instance(DAKHandle{handles[i].profileId, handles[i].subId}),
+                  clock);
+        clock->SetMode(100 + i);
         clocks.insert(clock);
     }
-    EXPECT_EQ(clocks.size(), handles.size());
+    EXPECT_EQ(static_cast<int>(clocks.size()), count);
 
-    // Asked again in reverse order, each handle finds its own clock and state.
-    for (size_t i = handles.size(); i-- > 0;) {
-        EXPECT_EQ(TIStreamClock::Instance(handles[i])->GetMode(), static_cast<int>(i) + 100)
-            << "profileId " << handles[i].profileId << " subId " << handles[i].subId;
+    TIStreamClock::Init();  // again: keeps the clocks
+    for (int i = count - 1; i >= 0; --i) {
+        EXPECT_EQ(TIStreamClock::Instance(handles[i])->GetMode(), 100 + i)
+            << handles[i].profileId << "/" << handles[i].subId;
     }
+    EXPECT_EQ(StreamAsserts("pObjectFactory"), count);
+    dakhost::CollectStdout();
+    EXPECT_EQ(StdoutLines("ASSERT!, Func:TCStreamClock"), count);
 }
 
-TEST_F(StreamRegistry, InstanceWithoutRegistryReportsAndReturnsNull)
+TEST_F(StreamRegistry, NoClockBeforeInitOrAfterExit)
 {
-    dakhost::SelectObjectFactory(dakhost::Region::None);
-    dakhost::CaptureStdout(true);
-
-    EXPECT_EQ(TIStreamClock::Instance(Handle(1, 0)), nullptr);  // before Init
+    EXPECT_EQ(TIStreamClock::Instance(DAKHandle{}), nullptr);
     TIStreamClock::Init();
-    ASSERT_NE(TIStreamClock::Instance(Handle(1, 0)), nullptr);
+    for (int profileId : {9, -4, 2}) {
+        TIStreamClock::Instance(DAKHandle{profileId, 1})->SetMode(profileId);
+    }
     TIStreamClock::Exit();
-    EXPECT_EQ(TIStreamClock::Instance(Handle(1, 0)), nullptr);  // after Exit
+    TIStreamClock::Exit();  // does nothing
+    EXPECT_EQ(TIStreamClock::Instance(DAKHandle{}), nullptr);
 
     dakhost::CollectStdout();
-    dakhost::CaptureStdout(false);
     EXPECT_EQ(StreamAsserts("t_pStreamClockMutex != __null"), 2);
-    EXPECT_EQ(CountLogs("ASSERT!, Func:Instance", -1, static_cast<int>(dakhost::Via::Stdout)), 2);
-    // Only the one clock made while the registry existed.
-    EXPECT_EQ(Constructions(), 1);
-}
+    EXPECT_EQ(StdoutLines("ASSERT!, Func:Instance"), 2);
+    EXPECT_EQ(StreamAsserts("pObjectFactory"), 3);  // none made outside the registry
 
-TEST_F(StreamRegistry, InitAgainKeepsTheClocks)
-{
-    TIStreamClock::Init();
-    TIStreamClock* clock = TIStreamClock::Instance(Handle(5, 5));
-    clock->SetMode(7);
-
-    TIStreamClock::Init();
-    EXPECT_EQ(TIStreamClock::Instance(Handle(5, 5)), clock);
-    EXPECT_EQ(clock->GetMode(), 7);
-}
-
-TEST_F(StreamRegistry, ExitDestroysEveryClockAndInitStartsEmpty)
-{
-    TIStreamClock::Init();
-    dakhost::SelectObjectFactory(dakhost::Region::None);
-    for (int profileId : {9, -4, 2}) {
-        TIStreamClock* clock = TIStreamClock::Instance(Handle(profileId, 1));
-        clock->SetMode(profileId);
-        clock->SetDVBTimeOffset(1300000000, 60, 0);
-    }
-    EXPECT_EQ(Constructions(), 3);
-
-    // Destruction itself is checked by the sanitizer builds (leaks, use
-    // after free); here: nothing of the old clocks survives.
-    TIStreamClock::Exit();
-    TIStreamClock::Exit();  // a second Exit does nothing
-    TIStreamClock::Init();
-    for (int profileId : {9, -4, 2}) {
-        TIStreamClock* clock = TIStreamClock::Instance(Handle(profileId, 1));
-        ASSERT_NE(clock, nullptr);
-        EXPECT_EQ(clock->GetMode(), 0);
-        unsigned long timeOfchange = 1;
-        int next = 2;
-        int local = 3;
-        EXPECT_FALSE(clock->GetDVBTimeOffset(timeOfchange, next, local));
-    }
-    EXPECT_EQ(Constructions(), 6);
+    TIStreamClock::Init();  // a new registry starts empty
+    EXPECT_EQ(TIStreamClock::Instance(DAKHandle{-4, 1})->GetMode(), 0);
+    EXPECT_EQ(StreamAsserts("pObjectFactory"), 4);
 }
 
 }  // namespace
