@@ -31,7 +31,7 @@ if ! command -v qemu-system-arm >/dev/null 2>&1; then
     echo "rtc-vm-test: the hardware-clock path was NOT checked against a real RTC."
     exit 0
 fi
-for tool in cpio gzip dpkg-deb readelf timeout; do
+for tool in cpio gzip dpkg-deb tar readelf timeout; do
     if ! command -v "$tool" >/dev/null 2>&1; then
         echo "rtc-vm-test: $tool is missing (ci/setup.sh vm)" >&2
         exit 1
@@ -53,8 +53,10 @@ mkdir -p "$cache_dir"
 apt_download() {  # apt_download DIR PACKAGE
     (cd "$1" && apt-get download -q -o APT::Sandbox::User="$(id -un)" "$2" </dev/null)
 }
-fetch_package() {  # fetch_package PACKAGE:armhf DIR: unpacks the package into DIR
-    local package="$1" into="$2"
+# fetch_package PACKAGE:armhf DIR MEMBER: unpacks the package's files that
+# match MEMBER (a tar pattern such as './boot/vmlinuz-*') into DIR.
+fetch_package() {
+    local package="$1" into="$2" member="$3"
     if [[ -e "$into/.unpacked" ]]; then
         return 0
     fi
@@ -75,7 +77,7 @@ fetch_package() {  # fetch_package PACKAGE:armhf DIR: unpacks the package into D
     fi
     rm -rf "$into"
     mkdir -p "$into"
-    dpkg-deb -x "$download"/*.deb "$into"
+    dpkg-deb --fsys-tarfile "$download"/*.deb | tar -x -C "$into" --wildcards "$member"
     rm -rf "$download"
     touch "$into/.unpacked"
 }
@@ -91,8 +93,8 @@ if [[ -z $kernel_package ]]; then
     echo "rtc-vm-test: linux-image-armmp:armhf unknown to apt (ci/setup.sh vm adds the armhf lists)" >&2
     exit 1
 fi
-fetch_package "$kernel_package:armhf" "$cache_dir/$kernel_package"
-fetch_package busybox-static:armhf "$cache_dir/busybox-static"
+fetch_package "$kernel_package:armhf" "$cache_dir/$kernel_package" './boot/vmlinuz-*'
+fetch_package busybox-static:armhf "$cache_dir/busybox-static" './bin/busybox'
 kernel="$(find "$cache_dir/$kernel_package/boot" -name 'vmlinuz-*' | head -n 1)"
 busybox="$cache_dir/busybox-static/bin/busybox"
 
