@@ -13,36 +13,30 @@
 namespace mgrtest {
 
 using dakhost::Setting;
+using daktest::HasLog;
 using daktest::Utc;
+
+constexpr uint32_t kStart = 1704067200U;  // 2024-01-01: both clocks after a reset
+constexpr uint32_t kT = 1709632800U;      // 2024-03-05T10:00:00Z
 
 inline TISystemTimeManager* Mgr()
 {
     return TISystemTimeManager::Instance();
 }
 
-// The manager's other faces, reached at run time: the manager's own type
-// information stays inside the library.
-inline TCTask* Task()
-{
-    return dynamic_cast<TCTask*>(Mgr());
-}
-
-inline IVConfCallbackSubscriber* Subscriber()
-{
-    return dynamic_cast<IVConfCallbackSubscriber*>(Mgr());
-}
-
-// Posts an event to the manager's task as the manager's own code does.
+// Posts an event to the manager's task as the manager's own code does (the
+// manager's type information stays inside the library: reached at run time).
 inline bool PostRaw(uint32_t eventId, const uint8_t (&payload)[8])
 {
+    auto* task = dynamic_cast<TCTask*>(Mgr());
     TSEvent event;
-    event.receiver = static_cast<TCHandler*>(Task());
+    event.receiver = static_cast<TCHandler*>(task);
     event.eventId = eventId;
     std::memcpy(event.payload, payload, sizeof(payload));
-    return Task()->Send(&event, false, false);
+    return task->Send(&event, false, false);
 }
 
-// The setting type carried by the i-th signal 108, as its 16-bit field.
+// The setting type carried by the i-th signal 108 as its 16-bit field; -1 if none.
 inline int SignalType(size_t i)
 {
     const auto signals = dakhost::Signals();
@@ -58,22 +52,9 @@ inline int SubscriptionCallCount(int param, bool subscribe)
 {
     int count = 0;
     for (const auto& call : dakhost::SubscriptionCalls()) {
-        if (call.param == param && call.subscribe == subscribe) {
-            ++count;
-        }
+        count += call.param == param && call.subscribe == subscribe ? 1 : 0;
     }
     return count;
-}
-
-// Whether the library wrote `value` to `setting` at least once.
-inline bool Wrote(Setting setting, int value)
-{
-    for (const auto& write : dakhost::SettingWrites()) {
-        if (write.setting == setting && write.value == value) {
-            return true;
-        }
-    }
-    return false;
 }
 
 inline int WriteCount(Setting setting)
@@ -83,6 +64,13 @@ inline int WriteCount(Setting setting)
         count += write.setting == setting ? 1 : 0;
     }
     return count;
+}
+
+inline ETypeOfAutoClock AutoClock()
+{
+    auto type = static_cast<ETypeOfAutoClock>(-7);  // overwritten by the call
+    EXPECT_TRUE(Mgr()->GetAutoClockType(type));
+    return type;
 }
 
 // Starts the manager without a replay (main power on, no backup battery:
