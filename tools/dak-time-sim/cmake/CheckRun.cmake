@@ -5,7 +5,8 @@
 #   # args: ...          the options (default: --quiet)
 #   # output: TEXT       the output (standard output and error) holds TEXT
 #   # nooutput: TEXT     the output does not hold TEXT
-# cmake -DSIM=path/to/dak-time-sim -DCASE=path/to/case.scn -P CheckRun.cmake
+# cmake -DSIM=path/to/dak-time-sim -DCASE=path/to/case.scn [-DEMULATOR="cmd args"] -P CheckRun.cmake
+# In a cross build EMULATOR runs the simulator (e.g. qemu-arm -L sysroot).
 cmake_minimum_required(VERSION 3.18)
 get_filename_component(case_dir "${CASE}" DIRECTORY)
 get_filename_component(case_file "${CASE}" NAME)
@@ -53,7 +54,8 @@ if(expected_exit STREQUAL "")
   message(FATAL_ERROR "${CASE}: no '# exit:' line")
 endif()
 
-execute_process(COMMAND "${SIM}" ${args} ${files}
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+execute_process(COMMAND ${emulator} "${SIM}" ${args} ${files}
   WORKING_DIRECTORY "${case_dir}"
   RESULT_VARIABLE status
   OUTPUT_VARIABLE out
