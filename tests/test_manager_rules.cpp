@@ -62,8 +62,8 @@ TEST_F(ManagerReasonLeft, EveryTypeUnderEveryStoredReason)
 }
 
 // The library's calendar arithmetic for every day from 1970-01-01 to
-// 2100-01-01, at a time of day that moves each day, against an independent
-// civil-date formula.
+// 2100-01-01, at a time of day that moves each day, against the host
+// platform's civil calendar (Utc), which shares no code with the library.
 TEST(ManagerCalendar, EveryDayFrom1970To2100MatchesAnIndependentFormula)
 {
     const int monthDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};

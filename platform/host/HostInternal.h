@@ -47,10 +47,4 @@ void ResetRtc();
 void ResetLogs();
 void ResetProviders();
 
-// Civil-date helpers that hold for every 64-bit day count.
-int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day);  // month 1-12
-void CivilFromDays(int64_t days, int64_t* year, unsigned* month, unsigned* day);
-bool IsLeapYear(int64_t year);
-unsigned DaysInMonth(int64_t year, unsigned month);  // month 1-12
-
 }  // namespace dakhost::detail

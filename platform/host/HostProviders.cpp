@@ -382,27 +382,7 @@ bool TCTimeUtility::BinaryToDate(unsigned long utc, tm* date)
     if (date == nullptr) {
         return false;
     }
-    const auto seconds = static_cast<int64_t>(static_cast<uint64_t>(utc));
-    const int64_t days = seconds / 86400;
-    const int64_t rest = seconds % 86400;
-    int64_t year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    dakhost::detail::CivilFromDays(days, &year, &month, &day);
-    *date = tm{};
-    date->tm_sec = static_cast<int>(rest % 60);
-    date->tm_min = static_cast<int>((rest / 60) % 60);
-    date->tm_hour = static_cast<int>(rest / 3600);
-    date->tm_mday = static_cast<int>(day);
-    date->tm_mon = static_cast<int>(month) - 1;
-    date->tm_year = static_cast<int>(year - 1900);
-    date->tm_wday = static_cast<int>((days + 4) % 7);  // 1970-01-01 was a Thursday
-    date->tm_yday = static_cast<int>(days - dakhost::detail::DaysFromCivil(year, 1, 1));
-    date->tm_isdst = 0;
-#if defined(__GLIBC__)
-    date->tm_gmtoff = 0;
-    date->tm_zone = "UTC";
-#endif
+    dakhost::CivilFromUtc(static_cast<int64_t>(static_cast<uint64_t>(utc)), date);
     return true;
 }
 
@@ -497,44 +477,6 @@ void MovePlatformClockMs(uint64_t ms)
     Providers& p = P();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.platformClockMs += ms;
-}
-
-int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day)
-{
-    year -= month <= 2 ? 1 : 0;
-    const int64_t era = (year >= 0 ? year : year - 399) / 400;
-    const auto yoe = static_cast<unsigned>(year - era * 400);
-    const unsigned mp = (month + 9) % 12;
-    const unsigned doy = (153 * mp + 2) / 5 + day - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<int64_t>(doe) - 719468;
-}
-
-void CivilFromDays(int64_t days, int64_t* year, unsigned* month, unsigned* day)
-{
-    days += 719468;
-    const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-    const auto doe = static_cast<unsigned>(days - era * 146097);
-    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const unsigned mp = (5 * doy + 2) / 153;
-    *day = doy - (153 * mp + 2) / 5 + 1;
-    *month = mp < 10 ? mp + 3 : mp - 9;
-    *year = static_cast<int64_t>(yoe) + era * 400 + (*month <= 2 ? 1 : 0);
-}
-
-bool IsLeapYear(int64_t year)
-{
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-unsigned DaysInMonth(int64_t year, unsigned month)
-{
-    static constexpr unsigned kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (month < 1 || month > 12) {
-        return 0;
-    }
-    return month == 2 && IsLeapYear(year) ? 29U : kDays[month - 1];
 }
 
 }  // namespace dakhost::detail

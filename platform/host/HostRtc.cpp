@@ -24,6 +24,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 
 #include "DakHostControl.h"
@@ -56,18 +57,6 @@ public:
     RtcLock(const RtcLock&) = delete;
     RtcLock& operator=(const RtcLock&) = delete;
 };
-
-int FloorDiv(int64_t value, int64_t by, int64_t* rest)
-{
-    int64_t quotient = value / by;
-    int64_t remainder = value % by;
-    if (remainder < 0) {
-        remainder += by;
-        --quotient;
-    }
-    *rest = remainder;
-    return static_cast<int>(quotient);
-}
 
 int64_t FloorDiv64(int64_t value, int64_t by)
 {
@@ -148,42 +137,33 @@ int LargeFile(int flags)
 #endif
 }
 
-void FillRtcTime(int64_t ms, rtc_time* tm)
+void FillRtcTime(int64_t ms, rtc_time* out)
 {
-    const int64_t seconds = FloorDiv64(ms, 1000);
-    int64_t secondOfDay = 0;
-    const int64_t days = FloorDiv(seconds, 86400, &secondOfDay);
-    int64_t year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    dakhost::detail::CivilFromDays(days, &year, &month, &day);
-    *tm = rtc_time{};
-    tm->tm_sec = static_cast<int>(secondOfDay % 60);
-    tm->tm_min = static_cast<int>((secondOfDay / 60) % 60);
-    tm->tm_hour = static_cast<int>(secondOfDay / 3600);
-    tm->tm_mday = static_cast<int>(day);
-    tm->tm_mon = static_cast<int>(month) - 1;
-    tm->tm_year = static_cast<int>(year - 1900);
-    int64_t weekday = 0;
-    FloorDiv(days + 4, 7, &weekday);  // 1970-01-01 was a Thursday
-    tm->tm_wday = static_cast<int>(weekday);
-    tm->tm_yday = static_cast<int>(days - dakhost::detail::DaysFromCivil(year, 1, 1));
-    tm->tm_isdst = 0;
+    tm civil{};
+    dakhost::CivilFromUtc(FloorDiv64(ms, 1000), &civil);
+    *out = rtc_time{civil.tm_sec,  civil.tm_min,  civil.tm_hour,
+                    civil.tm_mday, civil.tm_mon,  civil.tm_year,
+                    civil.tm_wday, civil.tm_yday, 0};
+}
+
+int64_t UtcOfRtcTime(const rtc_time& time)
+{
+    return dakhost::UtcFromCivil(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday,
+                                 time.tm_hour, time.tm_min, time.tm_sec);
 }
 
 // Checks a calendar time the way the kernel's RTC core does.
-bool ValidRtcTime(const rtc_time& tm)
+bool ValidRtcTime(const rtc_time& time)
 {
-    if (tm.tm_year < 70 || tm.tm_mon < 0 || tm.tm_mon > 11 || tm.tm_mday < 1) {
+    if (time.tm_year < 70 || time.tm_mon < 0 || time.tm_mon > 11 || time.tm_mday < 1 ||
+        time.tm_hour < 0 || time.tm_hour > 23 || time.tm_min < 0 || time.tm_min > 59 ||
+        time.tm_sec < 0 || time.tm_sec > 59) {
         return false;
     }
-    const int64_t year = static_cast<int64_t>(tm.tm_year) + 1900;
-    const unsigned month = static_cast<unsigned>(tm.tm_mon) + 1;
-    if (static_cast<unsigned>(tm.tm_mday) > dakhost::detail::DaysInMonth(year, month)) {
-        return false;
-    }
-    return tm.tm_hour >= 0 && tm.tm_hour < 24 && tm.tm_min >= 0 && tm.tm_min < 60 &&
-           tm.tm_sec >= 0 && tm.tm_sec < 60;
+    // A day past the month's end comes back as a day of the next month.
+    tm civil{};
+    dakhost::CivilFromUtc(UtcOfRtcTime(time), &civil);
+    return civil.tm_mday == time.tm_mday;
 }
 
 // Serves a request on a fake descriptor; *handled is false for other ones.
@@ -215,18 +195,13 @@ DAK_NOT_INSTRUMENTED int RtcIoctl(int fd, unsigned long request, void* arg, bool
             errno = EFAULT;
             return -1;
         }
-        rtc_time tm{};
-        std::memcpy(&tm, arg, sizeof tm);
-        if (!ValidRtcTime(tm)) {
+        rtc_time time{};
+        std::memcpy(&time, arg, sizeof time);
+        if (!ValidRtcTime(time)) {
             errno = EINVAL;
             return -1;
         }
-        const int64_t days = dakhost::detail::DaysFromCivil(static_cast<int64_t>(tm.tm_year) + 1900,
-                                                            static_cast<unsigned>(tm.tm_mon) + 1,
-                                                            static_cast<unsigned>(tm.tm_mday));
-        g_rtcMs =
-            (days * 86400 + int64_t{tm.tm_hour} * 3600 + int64_t{tm.tm_min} * 60 + tm.tm_sec) *
-            1000;
+        g_rtcMs = UtcOfRtcTime(time) * 1000;
         ++g_rtcWrites;
         return 0;
     }

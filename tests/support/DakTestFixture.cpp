@@ -46,15 +46,7 @@ int IndexOfLog(const std::string& text)
 
 uint32_t Utc(int year, int month, int day, int hour, int minute, int second)
 {
-    // Days from civil (Howard Hinnant's algorithm).
-    const int y = year - (month <= 2 ? 1 : 0);
-    const int era = (y >= 0 ? y : y - 399) / 400;
-    const int yoe = y - era * 400;
-    const int mp = (month + 9) % 12;
-    const int doy = (153 * mp + 2) / 5 + day - 1;
-    const int doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    const long long days = static_cast<long long>(era) * 146097 + doe - 719468;
-    return static_cast<uint32_t>(days * 86400 + hour * 3600 + minute * 60 + second);
+    return static_cast<uint32_t>(dakhost::UtcFromCivil(year, month, day, hour, minute, second));
 }
 
 }  // namespace daktest

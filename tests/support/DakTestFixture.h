@@ -23,7 +23,8 @@ bool HasLog(const std::string& text, int level = -1, int via = -1);
 // Index of the first captured line containing `text`, or -1.
 int IndexOfLog(const std::string& text);
 
-// UTC seconds of a calendar date (proleptic Gregorian), for readable tests.
+// UTC seconds of a calendar date in the host platform's calendar, for
+// readable tests.
 uint32_t Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
 
 }  // namespace daktest

@@ -2,38 +2,13 @@
 
 #include <array>
 #include <cstdio>
+#include <ctime>
+
+#include "DakHostControl.h"
 
 namespace daksim {
 
 namespace {
-
-constexpr int64_t kSecondsPerDay = 86400;
-
-bool IsLeap(int64_t year)
-{
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-int DaysInMonth(int64_t year, int month)
-{
-    static constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (month == 2 && IsLeap(year)) {
-        return 29;
-    }
-    return kDays.at(static_cast<size_t>(month - 1));
-}
-
-// Days since 1970-01-01 (Howard Hinnant's days_from_civil).
-int64_t DaysFromCivil(int64_t year, int month, int day)
-{
-    const int64_t y = year - (month <= 2 ? 1 : 0);
-    const int64_t era = (y >= 0 ? y : y - 399) / 400;
-    const int64_t yoe = y - era * 400;
-    const int64_t mp = (month + 9) % 12;
-    const int64_t doy = (153 * mp + 2) / 5 + day - 1;
-    const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + doe - 719468;
-}
 
 // Reads `count` decimal digits at `pos`; -1 when one is not a digit.
 int64_t Digits(std::string_view text, size_t pos, size_t count)
@@ -51,36 +26,14 @@ int64_t Digits(std::string_view text, size_t pos, size_t count)
 
 }  // namespace
 
-int64_t UtcFromCivil(int64_t year, int month, int day, int hour, int minute, int second)
-{
-    return DaysFromCivil(year, month, day) * kSecondsPerDay + int64_t{hour} * 3600 +
-           int64_t{minute} * 60 + second;
-}
-
 std::string IsoFromUtc(int64_t utc)
 {
-    int64_t days = utc / kSecondsPerDay;
-    int64_t rest = utc % kSecondsPerDay;
-    if (rest < 0) {
-        rest += kSecondsPerDay;
-        --days;
-    }
-    // civil_from_days
-    const int64_t z = days + 719468;
-    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-    const int64_t doe = z - era * 146097;
-    const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const int64_t mp = (5 * doy + 2) / 153;
-    const int64_t day = doy - (153 * mp + 2) / 5 + 1;
-    const int64_t month = mp < 10 ? mp + 3 : mp - 9;
-    const int64_t year = yoe + era * 400 + (month <= 2 ? 1 : 0);
-
+    tm civil{};
+    dakhost::CivilFromUtc(utc, &civil);
     std::array<char, 64> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lldZ",
-                  static_cast<long long>(year), static_cast<long long>(month),
-                  static_cast<long long>(day), static_cast<long long>(rest / 3600),
-                  static_cast<long long>(rest / 60 % 60), static_cast<long long>(rest % 60));
+    std::snprintf(buffer.data(), buffer.size(), "%04lld-%02d-%02dT%02d:%02d:%02dZ",
+                  static_cast<long long>(civil.tm_year) + 1900, civil.tm_mon + 1, civil.tm_mday,
+                  civil.tm_hour, civil.tm_min, civil.tm_sec);
     return buffer.data();
 }
 
@@ -102,11 +55,16 @@ std::optional<int64_t> UtcFromIso(std::string_view text)
         minute > 59 || second < 0 || second > 59) {
         return std::nullopt;
     }
-    if (day > DaysInMonth(year, static_cast<int>(month))) {
+    const int64_t utc = dakhost::UtcFromCivil(year, static_cast<int>(month), static_cast<int>(day),
+                                              static_cast<int>(hour), static_cast<int>(minute),
+                                              static_cast<int>(second));
+    // A day past the month's end comes back as a day of the next month.
+    tm civil{};
+    dakhost::CivilFromUtc(utc, &civil);
+    if (civil.tm_mday != day) {
         return std::nullopt;
     }
-    return UtcFromCivil(year, static_cast<int>(month), static_cast<int>(day),
-                        static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second));
+    return utc;
 }
 
 }  // namespace daksim

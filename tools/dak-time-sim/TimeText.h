@@ -1,4 +1,5 @@
-// Calendar conversions for the simulator: UTC seconds <-> "YYYY-MM-DDTHH:MM:SSZ".
+// Calendar conversions for the simulator: UTC seconds <-> "YYYY-MM-DDTHH:MM:SSZ",
+// in the host platform's calendar (dakhost::UtcFromCivil, dakhost::CivilFromUtc).
 #pragma once
 
 #include <cstdint>
@@ -7,9 +8,6 @@
 #include <string_view>
 
 namespace daksim {
-
-// Seconds since 1970 of a proleptic Gregorian UTC date; no range check.
-int64_t UtcFromCivil(int64_t year, int month, int day, int hour, int minute, int second);
 
 // "2024-03-05T10:00:00Z" (the year may be before 1970 or after 9999).
 std::string IsoFromUtc(int64_t utc);

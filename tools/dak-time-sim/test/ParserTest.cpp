@@ -126,7 +126,7 @@ TEST(ParserTest, ReadsTimesAndTolerances)
     EXPECT_EQ(step.time.tolerance, 1);
 
     step = ParseOne("set rtc 2106-03-01T00:00:00Z");
-    EXPECT_EQ(step.time.seconds, UtcFromCivil(2106, 3, 1, 0, 0, 0));
+    EXPECT_EQ(step.time.seconds, dakhost::UtcFromCivil(2106, 3, 1, 0, 0, 0));
 }
 
 TEST(ParserTest, ReadsDurations)
