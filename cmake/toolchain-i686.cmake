@@ -7,20 +7,9 @@
 # The binaries run natively on an x86-64 kernel when Debian's libc6-i386 and
 # lib32stdc++6 are installed (their loader is /lib/ld-linux.so.2). Without
 # them, they are run through the cross sysroot's own loader instead.
-set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)
-
 set(DAK_CROSS_TRIPLE i686-linux-gnu)
-set(DAK_CROSS_SYSROOT /usr/${DAK_CROSS_TRIPLE})
-
-set(CMAKE_C_COMPILER ${DAK_CROSS_TRIPLE}-gcc)
-set(CMAKE_CXX_COMPILER ${DAK_CROSS_TRIPLE}-g++)
-
-set(CMAKE_FIND_ROOT_PATH ${DAK_CROSS_SYSROOT})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+include(${CMAKE_CURRENT_LIST_DIR}/DakCrossToolchain.cmake)
 
 if(NOT EXISTS /lib/ld-linux.so.2 OR NOT EXISTS /usr/lib32/libstdc++.so.6)
   set(CMAKE_CROSSCOMPILING_EMULATOR
