@@ -16,8 +16,8 @@
 #include <ctime>
 #include <new>
 
+#include "BenchBaselines.h"
 #include "DakHostControl.h"
-#include "TCMutex.h"
 #include "TISystemTimeManager.h"
 
 // Allocations made by the calling thread, to show that a post allocates
@@ -52,27 +52,7 @@ namespace {
 constexpr unsigned long kUtc = 1709632800UL;  // 2024-03-05T10:00:00Z
 constexpr int kBatch = 64;
 
-void BM_RealtimeClockRead(benchmark::State& state)
-{
-    timespec now{};
-    while (state.KeepRunning()) {
-        clock_gettime(CLOCK_REALTIME, &now);
-        benchmark::DoNotOptimize(now);
-    }
-}
-BENCHMARK(BM_RealtimeClockRead);
-
-void BM_MutexLockUnlock(benchmark::State& state)
-{
-    TCMutex mutex;
-    mutex.Create();
-    while (state.KeepRunning()) {
-        mutex.Lock();
-        benchmark::ClobberMemory();
-        mutex.Unlock();
-    }
-    mutex.Destroy();
-}
+BENCHMARK_CAPTURE(BM_ClockRead, Realtime, CLOCK_REALTIME)->Name("BM_RealtimeClockRead");
 BENCHMARK(BM_MutexLockUnlock);
 
 void BM_GetAutoClockType(benchmark::State& state)

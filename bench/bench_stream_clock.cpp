@@ -9,8 +9,8 @@
 #include <ctime>
 #include <vector>
 
+#include "BenchBaselines.h"
 #include "DakHostControl.h"
-#include "TCMutex.h"
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 
@@ -18,27 +18,7 @@ namespace {
 
 constexpr unsigned long kTableUtc = 1700000000UL;
 
-void BM_MonotonicClockRead(benchmark::State& state)
-{
-    timespec now{};
-    for (auto _ : state) {
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        benchmark::DoNotOptimize(now);
-    }
-}
-BENCHMARK(BM_MonotonicClockRead);
-
-void BM_MutexLockUnlock(benchmark::State& state)
-{
-    TCMutex mutex;
-    mutex.Create();
-    for (auto _ : state) {
-        mutex.Lock();
-        benchmark::ClobberMemory();
-        mutex.Unlock();
-    }
-    mutex.Destroy();
-}
+BENCHMARK_CAPTURE(BM_ClockRead, Monotonic, CLOCK_MONOTONIC)->Name("BM_MonotonicClockRead");
 BENCHMARK(BM_MutexLockUnlock);
 
 void BM_StreamClockReading(benchmark::State& state)
