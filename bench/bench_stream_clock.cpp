@@ -25,7 +25,7 @@ void BM_StreamClockReading(benchmark::State& state)
 {
     TIStreamClock* clock = TIStreamClock::Instance(DAKHandle{});
     bool isSet = false;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(clock->StreamClock(&isSet));
     }
 }
@@ -37,7 +37,7 @@ void BM_SetStreamClockSystemTimeLeftAlone(benchmark::State& state)
     // still in virtual time) matches the table: nothing is posted.
     TIStreamClock* clock = TIStreamClock::Instance(DAKHandle{});
     const auto signalsBefore = dakhost::Signals().size();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(clock->SetStreamClock(kTableUtc, false, 0));
     }
     dakhost::WaitIdle();
@@ -56,7 +56,7 @@ void BM_InstanceLookupAmong64(benchmark::State& state)
         TIStreamClock::Instance(handles[i]);
     }
     size_t next = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(TIStreamClock::Instance(handles[next]));
         next = (next + 1) & 63U;
     }

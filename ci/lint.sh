@@ -4,7 +4,8 @@
 #   ci/lint.sh format             clang-format --dry-run --Werror on every
 #                                 tracked C++ file (.clang-format)
 #   ci/lint.sh tidy BUILD_DIR     clang-tidy (.clang-tidy, warnings are errors)
-#                                 on the library's and the platform's sources,
+#                                 on the sources of the library, the platform,
+#                                 the simulator and the benchmarks,
 #                                 with BUILD_DIR's compile_commands.json
 set -euo pipefail
 # shellcheck source=ci/common.sh
@@ -28,7 +29,7 @@ case "$mode" in
             exit 1
         fi
         "$DAK_ROOT/ci/setup.sh" lint
-        mapfile -t files < <(git ls-files -- 'src/*.cpp' 'platform/*.cpp')
+        mapfile -t files < <(git ls-files -- 'src/*.cpp' 'platform/*.cpp' 'tools/*.cpp' 'bench/*.cpp')
         echo "lint: clang-tidy on ${#files[@]} files, $DAK_JOBS at a time"
         # Each file is checked alone; xargs fails when any check fails.
         printf '%s\n' "${files[@]}" |
