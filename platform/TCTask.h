@@ -37,6 +37,8 @@ public:
     using TCHandler::FlagCreate;
 
 private:
+    void CheckEventHandler(const TSEvent* event) const;
+
     bool m_exitRequested = false;
     char m_name[32] = {};
 };

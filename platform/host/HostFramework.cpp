@@ -644,7 +644,8 @@ bool TCTask::t_OnEvent(const TSEvent* event)
     return false;
 }
 
-bool TCTask::t_OnExit(const TSEvent* event)
+// The checks every default event handler makes before its work.
+void TCTask::CheckEventHandler(const TSEvent* event) const
 {
     if (!FlagCreate()) {
         Report("FlagCreate() == true", __LINE__);
@@ -652,28 +653,23 @@ bool TCTask::t_OnExit(const TSEvent* event)
     if (event == nullptr) {
         Report("event != NULL", __LINE__);
     }
+}
+
+bool TCTask::t_OnExit(const TSEvent* event)
+{
+    CheckEventHandler(event);
     return true;
 }
 
 bool TCTask::t_OnUser(const TSEvent* event)
 {
-    if (!FlagCreate()) {
-        Report("FlagCreate() == true", __LINE__);
-    }
-    if (event == nullptr) {
-        Report("event != NULL", __LINE__);
-    }
+    CheckEventHandler(event);
     return true;
 }
 
 bool TCTask::t_OnClearQueue(const TSEvent* event)
 {
-    if (!FlagCreate()) {
-        Report("FlagCreate() == true", __LINE__);
-    }
-    if (event == nullptr) {
-        Report("event != NULL", __LINE__);
-    }
+    CheckEventHandler(event);
     return Delete(this, nullptr);
 }
 
