@@ -33,17 +33,6 @@ bool HasLog(const std::string& text, int level, int via)
     return CountLogs(text, level, via) > 0;
 }
 
-int IndexOfLog(const std::string& text)
-{
-    const auto lines = dakhost::Logs();
-    for (size_t i = 0; i < lines.size(); ++i) {
-        if (lines[i].text.find(text) != std::string::npos) {
-            return static_cast<int>(i);
-        }
-    }
-    return -1;
-}
-
 uint32_t Utc(int year, int month, int day, int hour, int minute, int second)
 {
     return static_cast<uint32_t>(dakhost::UtcFromCivil(year, month, day, hour, minute, second));

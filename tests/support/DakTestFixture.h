@@ -11,17 +11,11 @@
 
 namespace daktest {
 
-// Log lines captured since the last ClearLogs(), filtered.
-struct LogQuery {
-    std::string text;  // substring of the formatted text
-    int level = -1;    // -1: any
-    int via = -1;      // -1: any; else a dakhost::Via value
-};
+// Log lines captured since the last ClearLogs() that contain `text`, with
+// that level and output when given (-1: any; `via` a dakhost::Via value).
 std::vector<dakhost::LogLine> FindLogs(const std::string& text, int level = -1, int via = -1);
 int CountLogs(const std::string& text, int level = -1, int via = -1);
 bool HasLog(const std::string& text, int level = -1, int via = -1);
-// Index of the first captured line containing `text`, or -1.
-int IndexOfLog(const std::string& text);
 
 // UTC seconds of a calendar date in the host platform's calendar, for
 // readable tests.
