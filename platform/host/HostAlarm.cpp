@@ -334,15 +334,18 @@ bool TCAlarm::CreateAlarm(TCTask* task, unsigned short eventId, unsigned long pe
         const std::lock_guard<std::mutex> lock(state->lock);
         Arm(*state, period, count);
     }
-    m_target = task;
-    m_eventId = eventId;
-    m_state = new AlarmPtr(state);
-    SetOwnerTask(task);
-    SetCreated(true);
+    // Everything that can fail to allocate comes before the alarm counts as
+    // created, so that a failure leaves nothing behind.
+    auto owned = std::make_unique<AlarmPtr>(state);
     {
         const std::lock_guard<std::mutex> lock(a.lock);
         a.created.push_back(state);
     }
+    m_target = task;
+    m_eventId = eventId;
+    m_state = owned.release();
+    SetOwnerTask(task);
+    SetCreated(true);
     if (!StartThread("TCAlarm")) {
         {
             const std::lock_guard<std::mutex> lock(a.lock);

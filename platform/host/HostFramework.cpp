@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <mutex>
 #include <vector>
 
@@ -70,6 +71,18 @@ void* ThreadEntry(void* arg)
 void Report(const char* expression, unsigned long line)
 {
     _TCAssert(expression, kSource, line);
+}
+
+// Logs an event whose handler threw; the logger may fail to allocate too, and
+// then the line is lost rather than the task.
+void ReportLostEvent(const char* task, unsigned long eventId, const char* what) noexcept
+{
+    try {
+        TCDebugPrintDAK::GetInstance()->Print("ExecuteEvent", __LINE__, 0, 1,
+                                              "[TCTask::ExecuteEvent] %s: event %lu lost, %s",
+                                              task, eventId, what);
+    } catch (...) {
+    }
 }
 
 }  // namespace
@@ -549,20 +562,26 @@ bool TCTask::Create(const char* name, unsigned int /*priority*/, unsigned long /
     }
     m_exitRequested = false;
     Open();
-    SetCreated(true);
     Framework& f = F();
+    // Published only when complete: a slot in the list of live tasks is made
+    // first (the one step that can fail to allocate), then the thread, and
+    // only then does the task count as created and accept events.
     {
-        const std::lock_guard<std::mutex> lock(f.taskLock);
-        f.tasks.push_back(this);
-    }
-    if (!StartThread(m_name)) {
-        {
-            const std::lock_guard<std::mutex> lock(f.taskLock);
-            f.tasks.erase(std::remove(f.tasks.begin(), f.tasks.end(), this), f.tasks.end());
+        std::unique_lock<std::mutex> lock(f.taskLock);
+        try {
+            f.tasks.reserve(f.tasks.size() + 1);
+        } catch (...) {
+            lock.unlock();
+            TCQueue::Destroy();
+            throw;
         }
-        SetCreated(false);
-        TCQueue::Destroy();
-        return false;
+        if (!StartThread(m_name)) {
+            lock.unlock();
+            TCQueue::Destroy();
+            return false;
+        }
+        SetCreated(true);
+        f.tasks.push_back(this);  // within the capacity just reserved
     }
     return true;
 }
@@ -591,7 +610,15 @@ bool TCTask::ExecuteEvent()
         return false;
     }
     TCHandler* receiver = event.receiver != nullptr ? event.receiver : this;
-    receiver->t_OnEvent(&event);
+    // The dispatch boundary: a handler that fails to allocate loses its event,
+    // never the process nor the task.
+    try {
+        receiver->t_OnEvent(&event);
+    } catch (const std::exception& failure) {
+        ReportLostEvent(m_name, event.eventId, failure.what());
+    } catch (...) {
+        ReportLostEvent(m_name, event.eventId, "unknown exception");
+    }
     if (tlsSelfDestroyed) {
         return false;
     }

@@ -170,22 +170,34 @@ void CallBack(int param, int value)
     }
     int data = value;
     for (const SubscriptionPtr& entry : targets) {
+        tlsCallbacks.push_back(entry.get());  // before anything is counted
         {
             const std::lock_guard<std::mutex> lock(p.lock);
             if (!entry->active) {
+                tlsCallbacks.pop_back();
                 continue;
             }
             ++entry->inFlight;
         }
-        tlsCallbacks.push_back(entry.get());
+        // Counted out again however the callback ends (an allocation failure
+        // goes on to the writer of the setting), so that no UnSubscribe waits
+        // for a callback that is over.
+        struct InFlight {
+            Providers& p;
+            Subscription& entry;
+            ~InFlight()
+            {
+                tlsCallbacks.pop_back();
+                {
+                    const std::lock_guard<std::mutex> lock(p.lock);
+                    --entry.inFlight;
+                }
+                p.callbackDone.notify_all();
+            }
+        };
+        const InFlight counted{p, *entry};
         entry->subscriber->OnVConfCallback(
             static_cast<IVConfCallbackSubscriber::EVConfParam>(param), &data);
-        tlsCallbacks.pop_back();
-        {
-            const std::lock_guard<std::mutex> lock(p.lock);
-            --entry->inFlight;
-        }
-        p.callbackDone.notify_all();
     }
 }
 

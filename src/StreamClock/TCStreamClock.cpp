@@ -60,7 +60,7 @@ void TCStreamClock::m_Initialize()
     m_streamOffset = 0;
     m_systemOffset = 0;
     m_clockMode = 0;
-    m_timeOfchange = UINT32_MAX;
+    m_timeOfchange = kNoTimeOffsetRecord;
     m_nextTimeOffset = -1;
     m_localOffset = -1;
     m_pSystemTimeManager = TISystemTimeManager::Instance();
@@ -174,7 +174,9 @@ bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode
     m_pSystemTimeManager->GetSystemTime(oldTime);
     m_pSystemTimeManager->GetAutoClockType(autoClockType);
     const auto diff = static_cast<int32_t>(Low32(oldTime) - Low32(utc));
-    DAK_PRINT(5, "oldTime [%ld], diff [%d] autoClockType [%d]", static_cast<long>(oldTime), diff,
+    // The set's long is 32 bits: from 2038-01-19 03:14:08 on it prints negative.
+    DAK_PRINT(5, "oldTime [%ld], diff [%d] autoClockType [%d]",
+              static_cast<long>(static_cast<int32_t>(Low32(oldTime))), diff,
               static_cast<int>(autoClockType));
     if (diff > kToleratedDiff || diff < -kToleratedDiff || autoClockType != AutoType_stream) {
         DAK_PRINT(5, "BPTime_set_current_time %lu", utc);
@@ -230,7 +232,8 @@ bool TCStreamClock::SetDVBTimeOffset(unsigned long timeOfchange, int nextTimeOff
                                      int localOffset)
 {
     const TCMutexGuard guard(m_mutex);
-    m_timeOfchange = Low32(timeOfchange);
+    // Kept at the caller's width: only 0xFFFFFFFF itself means "no record".
+    m_timeOfchange = timeOfchange;
     m_nextTimeOffset = nextTimeOffset;
     m_localOffset = localOffset;
     DAK_PRINT(5, "SetDVBTimeOffset  timeOfchange = %lu, nextTimeOffset = %d, localOffset = %d",
@@ -242,7 +245,7 @@ bool TCStreamClock::GetDVBTimeOffset(unsigned long& timeOfchange, int& nextTimeO
                                      int& localOffset)
 {
     const TCMutexGuard guard(m_mutex);
-    if (m_timeOfchange == UINT32_MAX) {
+    if (m_timeOfchange == kNoTimeOffsetRecord) {
         return false;
     }
     timeOfchange = m_timeOfchange;

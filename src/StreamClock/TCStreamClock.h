@@ -54,7 +54,8 @@ private:
     // under m_mutex, so relaxed ordering is enough.
     std::atomic<bool> m_dst{false};
     bool m_streamTimeSet = false;
-    uint32_t m_timeOfchange = UINT32_MAX;  // UINT32_MAX: no record held
+    static constexpr unsigned long kNoTimeOffsetRecord = 0xFFFFFFFFUL;
+    unsigned long m_timeOfchange = kNoTimeOffsetRecord;
     int32_t m_nextTimeOffset = -1;
     int32_t m_localOffset = -1;
     TISystemTimeManager* m_pSystemTimeManager = nullptr;      // borrowed singleton

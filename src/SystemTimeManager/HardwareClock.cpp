@@ -50,12 +50,22 @@ bool TCSystemTimeManager::t_GetRTCTime(unsigned long* utc)
         DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
         return false;
     }
-    // A month the calendar cannot place is a corrupt reading, not a time.
-    if (!dak::IsRtcMonthValid(rtcTm.tm_mon)) {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] read fail, rtc_tm.tm_mon=%d",
-                  rtcTm.tm_mon);
-        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail, rtc_tm.tm_mon=%d",
-                   rtcTm.tm_mon);
+    // Registers that cannot be a time from 1970 to 2105 (a dead battery, a
+    // corrupted chip) are a failed read: converted, they would wrap into the
+    // valid range and be taken for a time.
+    if (!dak::IsRtcReadingValid(rtcTm)) {
+        DAK_PRINT(1,
+                  "[TCSystemTimeManager::t_GetRTCTime] read fail, invalid rtc_tm.tm_year=%d, "
+                  "rtc_tm.tm_mon=%d, rtc_tm.tm_mday=%d, rtc_tm.tm_hour=%d, rtc_tm.tm_min=%d, "
+                  "rtc_tm.tm_sec=%d",
+                  rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday, rtcTm.tm_hour, rtcTm.tm_min,
+                  rtcTm.tm_sec);
+        DAK_PRINTF(1,
+                   "[TCSystemTimeManager::t_GetRTCTime] read fail, invalid rtc_tm.tm_year=%d, "
+                   "rtc_tm.tm_mon=%d, rtc_tm.tm_mday=%d, rtc_tm.tm_hour=%d, rtc_tm.tm_min=%d, "
+                   "rtc_tm.tm_sec=%d",
+                   rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday, rtcTm.tm_hour, rtcTm.tm_min,
+                   rtcTm.tm_sec);
         return false;
     }
     const unsigned long value = t_ConvertRTCToUTC(rtcTm);

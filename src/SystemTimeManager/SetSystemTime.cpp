@@ -29,23 +29,28 @@ bool TCSystemTimeManager::SetSystemTime(unsigned long utc, ETimeSettingType type
         DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] TCSystemTimeManager isn't Created");
         return false;
     }
-    const auto utc32 = static_cast<uint32_t>(utc);
-    const auto maxUtc = static_cast<uint32_t>(t_ConvertYearToUTC(2100));
-    if (utc32 >= maxUtc) {
-        DAK_PRINTF(4, "SetSystemTime UTC %lu is over the range", static_cast<unsigned long>(utc32));
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is over the range %lu",
-                  static_cast<unsigned long>(utc32), static_cast<unsigned long>(maxUtc));
+    // Compared at the caller's full width: a time of 2^32 or more (64-bit
+    // callers only) is over the range, never its low 32 bits.
+    const unsigned long maxUtc = t_ConvertYearToUTC(2100);
+    if (utc >= maxUtc) {
+        DAK_PRINTF(4, "SetSystemTime UTC %lu is over the range", utc);
+        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is over the range %lu", utc,
+                  maxUtc);
         return false;
     }
-    const auto minUtc = static_cast<uint32_t>(t_ConvertYearToUTC(2001));
-    if (utc32 < minUtc) {
-        DAK_PRINTF(4, "SetSystemTime UTC %lu is less than range",
-                   static_cast<unsigned long>(utc32));
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is less than range %lu",
-                  static_cast<unsigned long>(utc32), static_cast<unsigned long>(minUtc));
+    const unsigned long minUtc = t_ConvertYearToUTC(2001);
+    if (utc < minUtc) {
+        DAK_PRINTF(4, "SetSystemTime UTC %lu is less than range", utc);
+        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is less than range %lu", utc,
+                  minUtc);
         return false;
     }
-    if (TCVConfProvider::GetTvClockMode() == 0 && type == SetType_manual &&
+    // The request carries the type on 16 bits and the task applies it read
+    // back with its sign: the rule judges that value, so that no type beyond
+    // 16 bits (65536, INT_MIN...) reaches the task as a manual setting
+    // unasked. The clock mode matters only to a manual setting.
+    const ETimeSettingType applied = dak::AppliedSettingType(type);
+    if (applied == SetType_manual && TCVConfProvider::GetTvClockMode() == 0 &&
         !t_IsPossibleUpdateTime(SetType_manual)) {
         DAK_PRINT(4,
                   "[TCSystemTimeManager::SetSystemTime]  not possible to set manual time on "
@@ -58,7 +63,8 @@ bool TCSystemTimeManager::SetSystemTime(unsigned long utc, ETimeSettingType type
 
     // Bytes 0-3 the time, 4-5 the type on 16 bits, 6-7 the daylight-saving flag.
     uint8_t payload[8] = {};
-    const auto type16 = static_cast<uint16_t>(type);
+    const auto utc32 = static_cast<uint32_t>(utc);
+    const auto type16 = static_cast<int16_t>(applied);
     const uint16_t dst16 = dst ? 1U : 0U;
     std::memcpy(&payload[0], &utc32, sizeof(utc32));
     std::memcpy(&payload[4], &type16, sizeof(type16));

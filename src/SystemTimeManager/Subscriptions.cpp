@@ -85,15 +85,24 @@ void TCSystemTimeManager::t_UnsubscribePresentationTimeCallback()
     UnsubscribeIfHeld(m_presentationTimeSubscribed, E_VCONF_PRESENTATION_TIME, this);
 }
 
-void TCSystemTimeManager::t_WithdrawSubscriptions()
+void TCSystemTimeManager::t_WithdrawSubscriptions(bool forGood) noexcept
 {
     {
         const std::lock_guard<std::mutex> hold(m_subscriptionLock);
-        m_subscriptionsClosed = true;  // from now on nothing subscribes
+        m_subscriptionsClosed = true;  // nothing subscribes while they go
     }
-    t_UnsubscribeNetworkTimeCallback();
-    t_UnsubscribeTimeModeCallback();
-    t_UnsubscribePresentationTimeCallback();
+    // A withdrawal that failed to allocate left its subscription (and its
+    // flag) in place: it is tried once more, since a callback must never
+    // reach a manager that is gone.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        t_Guarded([this] { t_UnsubscribeNetworkTimeCallback(); });
+        t_Guarded([this] { t_UnsubscribeTimeModeCallback(); });
+        t_Guarded([this] { t_UnsubscribePresentationTimeCallback(); });
+    }
+    if (!forGood) {
+        const std::lock_guard<std::mutex> hold(m_subscriptionLock);
+        m_subscriptionsClosed = false;
+    }
 }
 
 void TCSystemTimeManager::OnVConfCallback(EVConfParam param, void* /*data*/)

@@ -3,7 +3,9 @@
 
 #include "SystemTimeManager/TCSystemTimeManager.h"
 
+#include <cstdio>
 #include <cstring>
+#include <exception>
 
 #include "Common/DakLog.h"
 #include "TCObjectFactory.h"
@@ -36,7 +38,11 @@ TCSystemTimeManager::TCSystemTimeManager()
 
     TCObjectFactory* pObjectFactory = TCObjectFactory::GetInstance();
     if (pObjectFactory == nullptr) {
-        DAK_ASSERT_REPORT("pObjectFactory", "src/SystemTimeManager");
+        // Reported with the line the set's build reports, wherever the check
+        // stands in this file.
+        _TCAssert("pObjectFactory", "src/SystemTimeManager", 85);
+        std::printf("ASSERT!, Func:%s\n", "TCSystemTimeManager");
+        std::fflush(stdout);
         return;
     }
     // reset() deletes the helper itself should the shared count not be made.
@@ -45,30 +51,46 @@ TCSystemTimeManager::TCSystemTimeManager()
 
 TCSystemTimeManager::~TCSystemTimeManager()
 {
+    t_Stop(StopKind::Destruction);
+
+    m_autoClockType.store(AutoType_max);
+    t_Guarded([] { TCVConfProvider::SetAutoClockType(AutoType_max); });
+}
+
+void TCSystemTimeManager::t_Stop(StopKind kind) noexcept
+{
     if (m_syncAlarm.FlagCreate()) {
-        m_syncAlarm.Destroy();
+        t_Guarded([this] { m_syncAlarm.Destroy(); });
     }
     // No settings callback may reach the manager once it is gone; withdrawn
     // before the task stops, so that none posts to a stopped task either.
-    t_WithdrawSubscriptions();
+    t_WithdrawSubscriptions(kind == StopKind::Destruction);
 
     const bool mutexCreated = m_mutex.FlagCreate();
-    // Init creates the task before the mutex: a task whose mutex could not be
-    // made is running all the same and must be stopped before the base goes.
-    if (mutexCreated || FlagCreate()) {
-        DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n");
+    if (mutexCreated && kind == StopKind::Destruction) {
+        t_Guarded([] { DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n"); });
     }
+    // Init creates the task before the mutex: a task whose mutex could not be
+    // made is running all the same and is stopped too, without the line.
     if (FlagCreate()) {
-        const uint8_t payload[8] = {};
-        (void)PostToSelf(EVENT_TASK_STOP, payload);
-        TCTask::Destroy();
+        t_Guarded([this] {
+            const uint8_t payload[8] = {};
+            (void)PostToSelf(EVENT_TASK_STOP, payload);
+        });
+        t_Guarded([this] { TCTask::Destroy(); });
     }
     if (mutexCreated) {
-        m_mutex.Destroy();
+        t_Guarded([this] { m_mutex.Destroy(); });
     }
+}
 
-    m_autoClockType.store(AutoType_max);
-    TCVConfProvider::SetAutoClockType(AutoType_max);
+void TCSystemTimeManager::t_ReportStepFailed() noexcept
+{
+    try {
+        DAK_PRINT(1, "[TCSystemTimeManager::t_Stop] a step failed and was passed over");
+    } catch (...) {
+        // Not even the line could be made; the stop goes on regardless.
+    }
 }
 
 bool TCSystemTimeManager::PostToSelf(uint32_t eventId, const uint8_t (&payload)[8])

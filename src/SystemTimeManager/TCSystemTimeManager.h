@@ -65,6 +65,24 @@ public:
     static ETimeSettingType t_GetInitSettingTypeByReason();
 
 private:
+    // Stops what Init made: alarm, subscriptions, task, mutex. Destruction
+    // closes the subscriptions for good and logs the stop; an undone start-up
+    // leaves the manager as constructed, to be started again.
+    enum class StopKind { Destruction, Undo };
+    void t_Stop(StopKind kind) noexcept;
+    // Runs one step of a stop; a failure inside it (an allocation by a log
+    // line or a platform call) ends that step only.
+    template <typename Step>
+    static void t_Guarded(const Step& step) noexcept
+    {
+        try {
+            step();
+        } catch (...) {
+            t_ReportStepFailed();
+        }
+    }
+    static void t_ReportStepFailed() noexcept;
+
     void t_SetSystemTime(uint32_t utc, ETimeSettingType type, bool dst);
     void t_FollowNewSource(ETimeSettingType type, bool dst);
     bool t_SyncSystemTime();
@@ -82,7 +100,9 @@ private:
     void t_UnsubscribeTimeModeCallback();
     void t_SubscribePresentationTimeCallback();
     void t_UnsubscribePresentationTimeCallback();
-    void t_WithdrawSubscriptions();
+    // Withdraws every subscription held; `forGood` keeps any new one from
+    // being made afterwards. Never throws.
+    void t_WithdrawSubscriptions(bool forGood) noexcept;
 
     // Posts an event of the manager's own to its task; false when the task is
     // not running or the queue refused it.

@@ -3,6 +3,8 @@
 // and its log lines; keeping them pure lets every cell be checked directly.
 #pragma once
 
+#include <cstdint>
+
 #include "TimeSettingTypes.h"
 
 namespace dak {
@@ -57,6 +59,13 @@ constexpr const char* AutoClockTypeName(ETypeOfAutoClock type)
         default:
             return "AutoType_unknown";
     }
+}
+
+// The setting type as the task applies it: a request carries the type on 16
+// bits, read back with its sign, so 65536 arrives as 0 and 65537 as 1.
+constexpr ETimeSettingType AppliedSettingType(ETimeSettingType type)
+{
+    return static_cast<ETimeSettingType>(static_cast<int16_t>(static_cast<uint16_t>(type)));
 }
 
 // May a setting of `type` overwrite a time held for the `stored` reason?
