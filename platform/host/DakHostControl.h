@@ -13,6 +13,7 @@
 
 #include "PlatformExport.h"
 
+struct rtc_time;
 class IVConfCallbackSubscriber;
 class TCObjectFactory;
 
@@ -107,6 +108,11 @@ DAK_PLATFORM_API void FailClockSet(int code);
 // The fake "/dev/rtc0", reached through open/ioctl/close. Time in UTC seconds
 // (64-bit so that a reading past 2106 can be represented).
 DAK_PLATFORM_API void SetRtc(int64_t utc);
+// The clock's registers, handed back verbatim by RTC_RD_TIME (any values, so
+// that a dead or corrupted chip can be played). They stand still, Advance()
+// leaving them alone, until SetRtc() or a write by the library. Rtc() then
+// reads them as a proleptic calendar time (fields running over).
+DAK_PLATFORM_API void SetRtcRaw(const rtc_time& registers);
 DAK_PLATFORM_API int64_t Rtc();
 DAK_PLATFORM_API void SetRtcPresent(bool present);
 DAK_PLATFORM_API void FailRtcRead(bool fail);

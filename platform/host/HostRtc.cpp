@@ -46,6 +46,10 @@ bool g_rtcFake = true;
 bool g_failRead = false;
 bool g_failWrite = false;
 int g_rtcWrites = 0;
+// Registers set verbatim (a dead or corrupted chip): RTC_RD_TIME hands them
+// back as they are until the clock is set again.
+bool g_rtcRaw = false;
+rtc_time g_rtcRawTime{};
 // Descriptors handed out for "/dev/rtc0" (-1: free slot).
 std::atomic<int> g_fakeFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
                                                    -1, -1, -1, -1, -1, -1, -1, -1};
@@ -183,7 +187,11 @@ DAK_NOT_INSTRUMENTED int RtcIoctl(int fd, unsigned long request, void* arg, bool
             errno = EFAULT;
             return -1;
         }
-        FillRtcTime(g_rtcMs, static_cast<rtc_time*>(arg));
+        if (g_rtcRaw) {
+            *static_cast<rtc_time*>(arg) = g_rtcRawTime;
+        } else {
+            FillRtcTime(g_rtcMs, static_cast<rtc_time*>(arg));
+        }
         return 0;
     }
     if (request == RTC_SET_TIME) {
@@ -202,6 +210,7 @@ DAK_NOT_INSTRUMENTED int RtcIoctl(int fd, unsigned long request, void* arg, bool
             return -1;
         }
         g_rtcMs = UtcOfRtcTime(time) * 1000;
+        g_rtcRaw = false;
         ++g_rtcWrites;
         return 0;
     }
@@ -322,7 +331,7 @@ namespace dakhost::detail {
 void MoveRtcMs(uint64_t ms)
 {
     const RtcLock lock;
-    g_rtcMs += static_cast<int64_t>(ms);
+    g_rtcMs += static_cast<int64_t>(ms);  // raw registers stand still
 }
 
 void ResetRtc()
@@ -334,6 +343,7 @@ void ResetRtc()
     g_failRead = false;
     g_failWrite = false;
     g_rtcWrites = 0;
+    g_rtcRaw = false;
 }
 
 }  // namespace dakhost::detail
@@ -344,11 +354,27 @@ void SetRtc(int64_t utc)
 {
     const RtcLock lock;
     g_rtcMs = utc * 1000;
+    g_rtcRaw = false;
+}
+
+void SetRtcRaw(const rtc_time& registers)
+{
+    const RtcLock lock;
+    g_rtcRawTime = registers;
+    g_rtcRaw = true;
 }
 
 int64_t Rtc()
 {
     const RtcLock lock;
+    if (g_rtcRaw) {
+        // Any month runs over into the years, without overflow.
+        const int64_t months = g_rtcRawTime.tm_mon;
+        const int64_t year = int64_t{g_rtcRawTime.tm_year} + 1900 + FloorDiv64(months, 12);
+        const auto month = static_cast<int>(months - FloorDiv64(months, 12) * 12 + 1);
+        return dakhost::UtcFromCivil(year, month, g_rtcRawTime.tm_mday, g_rtcRawTime.tm_hour,
+                                     g_rtcRawTime.tm_min, g_rtcRawTime.tm_sec);
+    }
     return FloorDiv64(g_rtcMs, 1000);
 }
 

@@ -387,6 +387,13 @@ void ParseSet(LineReader& reader, Step& step)
         const Word& word = reader.Next("hardware clock time");
         if (SameWord(word.text, "absent")) {
             step.kind = StepKind::SetRtcAbsent;
+        } else if (SameWord(word.text, "raw")) {
+            step.kind = StepKind::SetRtcRaw;
+            static constexpr const char* kRegisters[] = {"year", "month", "day of month",
+                                                         "hour", "minute", "second"};
+            for (size_t i = 0; i < step.rtcRaw.size(); ++i) {
+                step.rtcRaw[i] = static_cast<int32_t>(Int32(reader.Next(kRegisters[i]), kRegisters[i]));
+            }
         } else {
             step.kind = StepKind::SetRtc;
             step.time = Time(word, Tolerance::Refused, std::numeric_limits<int64_t>::max());

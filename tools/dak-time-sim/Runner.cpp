@@ -1,5 +1,6 @@
 #include "Runner.h"
 
+#include <linux/rtc.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -295,6 +296,12 @@ private:
             case StepKind::SetRtcAbsent:
                 dakhost::SetRtcPresent(false);
                 break;
+            case StepKind::SetRtcRaw: {
+                const auto& raw = step.rtcRaw;  // year, month, day, hour, minute, second
+                dakhost::SetRtcPresent(true);
+                dakhost::SetRtcRaw(rtc_time{raw[5], raw[4], raw[3], raw[2], raw[1], raw[0], 0, 0, 0});
+                break;
+            }
             case StepKind::SetClock:
                 dakhost::SetPlatformClock(static_cast<uint32_t>(Resolve(step.time)));
                 break;

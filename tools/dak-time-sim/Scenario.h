@@ -3,6 +3,7 @@
 // checked completely before any of it runs.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -36,6 +37,7 @@ enum class StepKind {
     SetTz,
     SetRtc,
     SetRtcAbsent,
+    SetRtcRaw,
     SetClock,
     SetTzAgent,
     SetUpdateAgent,
@@ -126,6 +128,7 @@ struct Step {
 
     int64_t settingType = 0;        // settime TYPE, expect signal type=T
     std::optional<int64_t> option;  // option24 N (nullopt: none)
+    std::array<int32_t, 6> rtcRaw{};  // set rtc raw YEAR MON MDAY HOUR MIN SEC
     std::string text;               // tz string, log text
     AgentChoice agent = AgentChoice::None;
     std::map<int, int> offsets;  // tzagent REGION=OFFSET...
