@@ -13,6 +13,7 @@
 #          downloads its kernel and busybox from
 #   abi    libabigail tools (abidw, abidiff)
 #   lint   clang-format and clang-tidy
+#   fuzz   clang-14 with libFuzzer and the sanitizer runtimes
 #   all    every group
 set -euo pipefail
 
@@ -32,12 +33,14 @@ for group in "${groups[@]}"; do
         vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
         abi) wanted+=(abigail-tools) ;;
         lint) wanted+=(clang-format clang-tidy clang-tidy-14) ;;
+        fuzz) wanted+=(clang-14 libclang-rt-14-dev) ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                       libbenchmark-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
-                      abigail-tools clang-format clang-tidy clang-tidy-14)
+                      abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
+                      libclang-rt-14-dev)
              need_armhf_arch=1 ;;
-        *) echo "setup: unknown group '$group' (host cross vm abi lint all)" >&2; exit 2 ;;
+        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz all)" >&2; exit 2 ;;
     esac
 done
 

@@ -33,7 +33,7 @@ using dakhost::Setting;
 constexpr int kClients = 8;
 constexpr int kPhases = 12;
 constexpr int kPhasesPerRun = 3;  // full shutdown and restart after these
-constexpr int kDefaultOpsPerPhase = 1500;
+constexpr int kDefaultOpsPerPhase = 4000;
 constexpr unsigned long kFirstValid = 978307200UL;   // 2001-01-01
 constexpr unsigned long kFirstInvalid = 4102444800UL;  // 2100-01-01
 
