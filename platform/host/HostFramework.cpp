@@ -79,8 +79,8 @@ void ReportLostEvent(const char* task, unsigned long eventId, const char* what) 
 {
     try {
         TCDebugPrintDAK::GetInstance()->Print("ExecuteEvent", __LINE__, 0, 1,
-                                              "[TCTask::ExecuteEvent] %s: event %lu lost, %s",
-                                              task, eventId, what);
+                                              "[TCTask::ExecuteEvent] %s: event %lu lost, %s", task,
+                                              eventId, what);
     } catch (...) {
     }
 }

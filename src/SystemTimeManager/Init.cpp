@@ -52,7 +52,8 @@ bool TCSystemTimeManager::Init()
         // a hardware clock that may have lost power is not taken for the time.
         const bool hasHelper = static_cast<bool>(m_pProductHelper);
         if (!hasHelper) {
-            DAK_PRINT(1, "[TCSystemTimeManager::Init] no product helper, taken as no backup battery");
+            DAK_PRINT(1,
+                      "[TCSystemTimeManager::Init] no product helper, taken as no backup battery");
         }
         auto existBackupBattery = [this, hasHelper]() {
             return hasHelper && m_pProductHelper->ExistBackupBattery();
@@ -120,7 +121,8 @@ bool TCSystemTimeManager::Init()
         t_SubscribePresentationTimeCallback();
         return true;
     } catch (...) {
-        t_Stop(StopKind::Undo);
+        t_StopSources(false);
+        t_StopTask();
         throw;
     }
 }

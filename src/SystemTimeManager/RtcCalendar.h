@@ -16,8 +16,8 @@ constexpr int32_t kDaysBeforeMonth[13] = {0,   31,  59,  90,  120, 151, 181,
 
 // The years the hardware clock may hold: from 1970, and up to 2105, the last
 // whole year below 2^32 seconds.
-constexpr int kFirstRtcYear = 70;   // 1970, counted from 1900
-constexpr int kLastRtcYear = 205;   // 2105
+constexpr int kFirstRtcYear = 70;  // 1970, counted from 1900
+constexpr int kLastRtcYear = 205;  // 2105
 
 constexpr bool IsRtcMonthValid(int month)
 {

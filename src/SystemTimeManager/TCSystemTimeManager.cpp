@@ -51,27 +51,34 @@ TCSystemTimeManager::TCSystemTimeManager()
 
 TCSystemTimeManager::~TCSystemTimeManager()
 {
-    t_Stop(StopKind::Destruction);
+    t_StopSources(true);
+    if (m_mutex.FlagCreate()) {
+        try {
+            DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n");
+        } catch (...) {
+            // A lost line; the stop goes on.
+        }
+    }
+    t_StopTask();
 
     m_autoClockType.store(AutoType_max);
     t_Guarded([] { TCVConfProvider::SetAutoClockType(AutoType_max); });
 }
 
-void TCSystemTimeManager::t_Stop(StopKind kind) noexcept
+void TCSystemTimeManager::t_StopSources(bool forGood) noexcept
 {
     if (m_syncAlarm.FlagCreate()) {
         t_Guarded([this] { m_syncAlarm.Destroy(); });
     }
     // No settings callback may reach the manager once it is gone; withdrawn
     // before the task stops, so that none posts to a stopped task either.
-    t_WithdrawSubscriptions(kind == StopKind::Destruction);
+    t_WithdrawSubscriptions(forGood);
+}
 
-    const bool mutexCreated = m_mutex.FlagCreate();
-    if (mutexCreated && kind == StopKind::Destruction) {
-        t_Guarded([] { DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n"); });
-    }
+void TCSystemTimeManager::t_StopTask() noexcept
+{
     // Init creates the task before the mutex: a task whose mutex could not be
-    // made is running all the same and is stopped too, without the line.
+    // made is running all the same and is stopped too, only without the line.
     if (FlagCreate()) {
         t_Guarded([this] {
             const uint8_t payload[8] = {};
@@ -79,7 +86,7 @@ void TCSystemTimeManager::t_Stop(StopKind kind) noexcept
         });
         t_Guarded([this] { TCTask::Destroy(); });
     }
-    if (mutexCreated) {
+    if (m_mutex.FlagCreate()) {
         t_Guarded([this] { m_mutex.Destroy(); });
     }
 }
@@ -87,7 +94,8 @@ void TCSystemTimeManager::t_Stop(StopKind kind) noexcept
 void TCSystemTimeManager::t_ReportStepFailed() noexcept
 {
     try {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_Stop] a step failed and was passed over");
+        DAK_PRINT(1, "[TCSystemTimeManager::%s] a step failed and was passed over",
+                  "~TCSystemTimeManager");
     } catch (...) {
         // Not even the line could be made; the stop goes on regardless.
     }

@@ -65,11 +65,12 @@ public:
     static ETimeSettingType t_GetInitSettingTypeByReason();
 
 private:
-    // Stops what Init made: alarm, subscriptions, task, mutex. Destruction
-    // closes the subscriptions for good and logs the stop; an undone start-up
-    // leaves the manager as constructed, to be started again.
-    enum class StopKind { Destruction, Undo };
-    void t_Stop(StopKind kind) noexcept;
+    // Stopping what Init made, in the destructor's order: first what posts
+    // to the task (the alarm, the subscriptions; `forGood` keeps any from
+    // being made again), then the task and the mutex. An undone start-up
+    // does both and leaves the manager as constructed, to be started again.
+    void t_StopSources(bool forGood) noexcept;
+    void t_StopTask() noexcept;
     // Runs one step of a stop; a failure inside it (an allocation by a log
     // line or a platform call) ends that step only.
     template <typename Step>

@@ -73,7 +73,8 @@ void Check(bool holds, const char* what)
 
 TIStreamClock* Clock(Input& in)
 {
-    const auto handle = DAKHandle{static_cast<int8_t>(in.Byte()) % 4, static_cast<uint16_t>(in.Byte() % 3)};
+    const auto handle =
+        DAKHandle{static_cast<int8_t>(in.Byte()) % 4, static_cast<uint16_t>(in.Byte() % 3)};
     return TIStreamClock::Instance(handle);
 }
 
@@ -224,8 +225,8 @@ void PlatformStep(Input& in, uint8_t op)
                                       {{in.Byte() % 4, in.Int() % 1000}});
             break;
         case 17:
-            dakhost::SetFactoryOption(24, in.Flag() ? std::optional<int>(in.Byte() % 6)
-                                                    : std::nullopt);
+            dakhost::SetFactoryOption(24,
+                                      in.Flag() ? std::optional<int>(in.Byte() % 6) : std::nullopt);
             break;
         case 18:
             dakhost::SetMasterPower(in.Flag());

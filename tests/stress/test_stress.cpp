@@ -34,7 +34,7 @@ constexpr int kClients = 8;
 constexpr int kPhases = 12;
 constexpr int kPhasesPerRun = 3;  // full shutdown and restart after these
 constexpr int kDefaultOpsPerPhase = 4000;
-constexpr unsigned long kFirstValid = 978307200UL;   // 2001-01-01
+constexpr unsigned long kFirstValid = 978307200UL;     // 2001-01-01
 constexpr unsigned long kFirstInvalid = 4102444800UL;  // 2100-01-01
 
 class Random {
@@ -77,7 +77,8 @@ unsigned long AnyTime(Random& random)
 
 ETimeSettingType AnyType(Random& random)
 {
-    static constexpr int kTypes[] = {0, 1, 2, 3, 4, 5, 6, 7, -1, 8, 65536, 65537, -65536, INT32_MIN};
+    static constexpr int kTypes[] = {0, 1,  2, 3,     4,     5,      6,
+                                     7, -1, 8, 65536, 65537, -65536, INT32_MIN};
     return static_cast<ETimeSettingType>(kTypes[random.Below(sizeof kTypes / sizeof kTypes[0])]);
 }
 
@@ -178,8 +179,8 @@ void FlipOperation(Random& random)
         case 7:
             if (random.Chance(2)) {
                 dakhost::SetRtcRaw(rtc_time{random.Below(70), random.Below(70), random.Below(30),
-                                            random.Below(40), random.Below(20), random.Below(400) - 100,
-                                            0, 0, 0});
+                                            random.Below(40), random.Below(20),
+                                            random.Below(400) - 100, 0, 0, 0});
             } else {
                 dakhost::SetRtc(static_cast<int64_t>(AnyTime(random) & 0xFFFFFFFFUL));
             }

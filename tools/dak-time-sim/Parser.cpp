@@ -389,10 +389,11 @@ void ParseSet(LineReader& reader, Step& step)
             step.kind = StepKind::SetRtcAbsent;
         } else if (SameWord(word.text, "raw")) {
             step.kind = StepKind::SetRtcRaw;
-            static constexpr const char* kRegisters[] = {"year", "month", "day of month",
+            static constexpr const char* kRegisters[] = {"year", "month",  "day of month",
                                                          "hour", "minute", "second"};
             for (size_t i = 0; i < step.rtcRaw.size(); ++i) {
-                step.rtcRaw[i] = static_cast<int32_t>(Int32(reader.Next(kRegisters[i]), kRegisters[i]));
+                step.rtcRaw[i] =
+                    static_cast<int32_t>(Int32(reader.Next(kRegisters[i]), kRegisters[i]));
             }
         } else {
             step.kind = StepKind::SetRtc;

@@ -299,7 +299,8 @@ private:
             case StepKind::SetRtcRaw: {
                 const auto& raw = step.rtcRaw;  // year, month, day, hour, minute, second
                 dakhost::SetRtcPresent(true);
-                dakhost::SetRtcRaw(rtc_time{raw[5], raw[4], raw[3], raw[2], raw[1], raw[0], 0, 0, 0});
+                dakhost::SetRtcRaw(
+                    rtc_time{raw[5], raw[4], raw[3], raw[2], raw[1], raw[0], 0, 0, 0});
                 break;
             }
             case StepKind::SetClock:

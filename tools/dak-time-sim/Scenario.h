@@ -128,7 +128,6 @@ struct Step {
 
     int64_t settingType = 0;        // settime TYPE, expect signal type=T
     std::optional<int64_t> option;  // option24 N (nullopt: none)
-    std::array<int32_t, 6> rtcRaw{};  // set rtc raw YEAR MON MDAY HOUR MIN SEC
     std::string text;               // tz string, log text
     AgentChoice agent = AgentChoice::None;
     std::map<int, int> offsets;  // tzagent REGION=OFFSET...
@@ -137,6 +136,9 @@ struct Step {
     std::optional<int64_t> level;  // expect log level=N
     std::optional<int> via;        // expect log via=V (a dakhost::Via value)
     ExpectedResult expected;
+
+    // set rtc raw: the registers YEAR MON MDAY HOUR MIN SEC as written.
+    std::array<int32_t, 6> rtcRaw{};
 
     bool IsExpectation() const { return kind >= StepKind::ExpectResult; }
 };
