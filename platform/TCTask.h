@@ -1,5 +1,12 @@
 // A task: a thread that takes events from its queue and hands each to the
 // t_OnEvent of its handler, one at a time, in queue order.
+//
+// A handler may throw std::bad_alloc (allocation failure is the one failure
+// the library passes on as an exception). The framework's dispatch loop is
+// the boundary: it catches, logs the lost event and goes on with the next,
+// so that the process does not end in std::terminate. Create publishes a
+// task (created state, events accepted) only once it is complete, so a
+// failure inside Create leaves the task not created.
 #pragma once
 
 #include "PlatformExport.h"
