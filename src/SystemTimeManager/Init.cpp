@@ -123,6 +123,11 @@ bool TCSystemTimeManager::Init()
     } catch (...) {
         t_StopSources(false);
         t_StopTask();
+        try {
+            DAK_PRINT(1, "[TCSystemTimeManager::Init] start-up failed, undone");
+        } catch (...) {
+            // The failure itself goes on to the caller all the same.
+        }
         throw;
     }
 }
