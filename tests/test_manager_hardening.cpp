@@ -73,7 +73,7 @@ TEST_F(WideValues, TimesOf2To32AndMoreAreOverTheRangeNotTheirLowBits)
         GTEST_SKIP() << "a 32-bit unsigned long cannot hold them";
     }
     StartQuiet();
-    const unsigned long wide = (1UL << 32U) + kT;  // low 32 bits: a valid time
+    const auto wide = static_cast<unsigned long>(0x100000000ULL + kT);  // low 32 bits: a valid time
     EXPECT_FALSE(Mgr()->SetSystemTime(wide, SetType_manual, false));
     EXPECT_TRUE(HasLog("SetSystemTime UTC " + std::to_string(wide) + " is over the range", 4,
                        static_cast<int>(dakhost::Via::PrintF)));
