@@ -1,5 +1,6 @@
 // The scenario reader on its own: words, values, steps and its messages.
 #include <gtest/gtest.h>
+#include <array>
 
 #include <string>
 #include <variant>
@@ -175,6 +176,17 @@ TEST(ParserTest, ReadsPlatformSteps)
     EXPECT_EQ(ParseOne("set rtc absent").kind, StepKind::SetRtcAbsent);
     EXPECT_EQ(ParseOne("fail clockset -5").value, -5);
     EXPECT_TRUE(ParseOne("fail mutex on").flag);
+}
+
+TEST(ParserTest, ReadsRawHardwareClockRegistersAsAnyInt32)
+{
+    const Step step = ParseOne("set rtc raw -1 12 0 24 60 -2147483648");
+    EXPECT_EQ(step.kind, StepKind::SetRtcRaw);
+    EXPECT_EQ(step.rtcRaw, (std::array<int32_t, 6>{-1, 12, 0, 24, 60, INT32_MIN}));
+    EXPECT_NE(Error("set rtc raw 124 2 5 10 0").find("missing second"), std::string::npos);
+    EXPECT_EQ(Error("set rtc raw 124 2 5 10 0 2147483648"),
+              "bad.scn:1: second out of range '2147483648' (want a 32-bit integer)");
+    EXPECT_NE(Error("set rtc raw 124 March 5 10 0 0").find("bad month 'March'"), std::string::npos);
 }
 
 TEST(ParserTest, ReadsExpectations)
