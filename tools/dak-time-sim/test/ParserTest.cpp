@@ -1,7 +1,8 @@
 // The scenario reader on its own: words, values, steps and its messages.
 #include <gtest/gtest.h>
-#include <array>
 
+#include <array>
+#include <cstdint>
 #include <string>
 #include <variant>
 
