@@ -14,6 +14,7 @@
 #   abi    libabigail tools (abidw, abidiff)
 #   lint   clang-format and clang-tidy
 #   fuzz   clang-14 with libFuzzer and the sanitizer runtimes
+#   docs   Doxygen and help2man (API reference, manual page)
 #   all    every group
 set -euo pipefail
 
@@ -34,13 +35,14 @@ for group in "${groups[@]}"; do
         abi) wanted+=(abigail-tools) ;;
         lint) wanted+=(clang-format clang-tidy clang-tidy-14) ;;
         fuzz) wanted+=(clang-14 libclang-rt-14-dev) ;;
+        docs) wanted+=(doxygen help2man) ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                       libbenchmark-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
-                      libclang-rt-14-dev)
+                      libclang-rt-14-dev doxygen help2man)
              need_armhf_arch=1 ;;
-        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz all)" >&2; exit 2 ;;
+        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz docs all)" >&2; exit 2 ;;
     esac
 done
 
