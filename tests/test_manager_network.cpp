@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ostream>
 #include <string>
 
 #include "test_manager_support.h"
@@ -18,6 +19,12 @@ struct ZoneCase {
     int offset;
     int dst;
 };
+
+// Printed as its name, so that the test's name is the same on every build.
+void PrintTo(const ZoneCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class ManagerNetworkZone : public DakTest, public ::testing::WithParamInterface<ZoneCase> {};
 
@@ -55,6 +62,12 @@ struct OffsetCase {
     const char* line;
     bool askedAgainNextTime;
 };
+
+// Printed as its name, so that the test's name is the same on every build.
+void PrintTo(const OffsetCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class ManagerBroadcastOffset : public DakTest, public ::testing::WithParamInterface<OffsetCase> {};
 

@@ -2,6 +2,7 @@
 // hardware clock, and the periodic comparison of the two clocks.
 
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "test_manager_support.h"
@@ -96,6 +97,12 @@ struct SyncCase {
     std::optional<uint32_t> clockAfter;  // set through a sync request
     bool rtcWritten;                     // the hardware clock follows instead
 };
+
+// Printed as its name, so that the test's name is the same on every build.
+void PrintTo(const SyncCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class ManagerSync : public DakTest, public ::testing::WithParamInterface<SyncCase> {};
 

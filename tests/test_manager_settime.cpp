@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,6 +26,12 @@ struct FailureCase {
     int reasonAfter;
     ETypeOfAutoClock autoAfter;
 };
+
+// Printed as its name, so that the test's name is the same on every build.
+void PrintTo(const FailureCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class ManagerSetTimeFailure : public DakTest, public ::testing::WithParamInterface<FailureCase> {};
 
@@ -89,6 +96,12 @@ struct FollowCase {
     bool networkWatched;
     bool modeWatched;
 };
+
+// Printed as its name, so that the test's name is the same on every build.
+void PrintTo(const FollowCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class ManagerFollowSource : public DakTest, public ::testing::WithParamInterface<FollowCase> {};
 
