@@ -22,10 +22,11 @@ class TCMutex;
  * time, the clock holds the stream's daylight-saving flag and its time offset record.
  *
  * @par Units
- * Times are UTC seconds since 1970-01-01T00:00:00Z, 32 bits wide: on a 64-bit host only the
- * low 32 bits of a time are used, and readings wrap modulo 2^32. A stream time is valid from
- * 978307200 (2001-01-01T00:00:00Z) to 4102444799 (2099-12-31T23:59:59Z) inclusive. The
- * offset from the monotonic clock is kept in whole seconds.
+ * Times are UTC seconds since 1970-01-01T00:00:00Z in an `unsigned long`, which is 32 bits
+ * wide on the set: readings wrap modulo 2^32, and a caller on a 64-bit host passes times
+ * below 2^32 too. A stream time is valid from 978307200 (2001-01-01T00:00:00Z) to
+ * 4102444799 (2099-12-31T23:59:59Z) inclusive. The offset from the monotonic clock is kept
+ * in whole seconds.
  *
  * @par Registry
  * The clocks live in a process-wide registry: Init() creates it, Instance() returns the

@@ -20,11 +20,11 @@
  * the hardware clock and corrects the difference.
  *
  * @par Units
- * Times are UTC seconds since 1970-01-01T00:00:00Z. On the set `unsigned long` is 32 bits
- * wide; on a 64-bit host only the low 32 bits of a time are used, so both give the same
- * answers. A time the manager accepts for the clock lies from 978307200
- * (2001-01-01T00:00:00Z) inclusive to 4102444800 (2100-01-01T00:00:00Z) exclusive. Time
- * offsets in the settings store are minutes east of UTC.
+ * Times are UTC seconds since 1970-01-01T00:00:00Z in an `unsigned long`, which is 32 bits
+ * wide on the set: a time read back is always below 2^32, and a caller on a 64-bit host
+ * passes times below 2^32 too. A time the manager accepts for the clock lies from
+ * 978307200 (2001-01-01T00:00:00Z) inclusive to 4102444800 (2100-01-01T00:00:00Z)
+ * exclusive. Time offsets in the settings store are minutes east of UTC.
  *
  * @par Results
  * `false` means the request was refused or could not be carried out; the reason is in the
