@@ -75,7 +75,11 @@ public:
      *
      * @return true when start-up ran to its end, whether or not the clock was set;
      *         false when the manager was already started (nothing is changed) or its
-     *         mutex could not be created (nothing is replayed, armed or subscribed).
+     *         mutex could not be created (nothing is replayed, armed or subscribed). A task
+     *         that could not be created is not reported here: SetSystemTime() then refuses
+     *         every request as "isn't Created".
+     * @throw std::bad_alloc when an allocation fails; what the call had made is undone
+     *        first, so the manager is as constructed and Init() may be called again.
      */
     virtual bool Init() = 0;
 
