@@ -6,7 +6,8 @@
 set -eu
 build_dir="$1"
 names=$(cd "$build_dir" && "${CTEST:-ctest}" -N)
-unstable=$(printf '%s\n' "$names" | grep -E 'byte object <|0x[0-9a-fA-F]{6,}' || true)
+# Only the printed parameter is looked at: a test may well name 0xFFFFFFFF.
+unstable=$(printf '%s\n' "$names" | grep -E 'GetParam\(\) = .*(byte object <|0x[0-9a-fA-F]{6,})' || true)
 if [ -n "$unstable" ]; then
   echo "test names that carry raw bytes (give the parameter a PrintTo):"
   echo "$unstable"
