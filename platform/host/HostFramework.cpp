@@ -5,6 +5,10 @@
 // process-wide counter; WaitIdle() waits for it to reach zero. A handler that
 // posts does so before its own handling is counted done, so the counter never
 // passes through zero while work is still on its way.
+//
+// A post takes one lock, its queue's; the pending counter is atomic, and
+// every wake-up is signalled after the lock that guards its condition is
+// released, so that the woken thread never wakes only to wait for that lock.
 #include <pthread.h>
 #include <semaphore.h>
 
@@ -33,12 +37,17 @@ namespace {
 constexpr const char* kSource = "platform/host/HostFramework.cpp";
 
 struct Framework {
-    std::mutex taskLock;  // guards `tasks`; held while posting to one of them
+    // Guards `tasks`; held while an alarm posts to one of them, since an
+    // alarm may outlive its task. TCTask::Send is called on a live task and
+    // needs neither.
+    std::mutex taskLock;
     std::vector<TCTask*> tasks;
 
-    std::mutex pendingLock;
+    std::atomic<uint64_t> pending{0};
+    // Threads in WaitNoPending; the last PendingSub wakes them only then.
+    std::atomic<int> idleWaiters{0};
+    std::mutex pendingLock;  // orders a waiter's check against the wake-up
     std::condition_variable pendingZero;
-    uint64_t pending = 0;
 
     std::atomic<bool> failSend{false};
     std::atomic<bool> failMutexCreate{false};
@@ -94,6 +103,17 @@ struct TCQueueAccess {
     {
         return queue.PushAt(event, front);
     }
+    // Queues a copy of `event`, addressed to `task`'s own handler when it
+    // names none: one lock, the queue's.
+    static bool Post(TCTask& task, const TSEvent& event, bool front)
+    {
+        if (event.receiver != nullptr) {
+            return task.PushAt(event, front);
+        }
+        TSEvent copy = event;
+        copy.receiver = &task;
+        return task.PushAt(copy, front);
+    }
     static void CloseAndDrop(TCQueue& queue, bool releaseBusy) { queue.CloseAndDrop(releaseBusy); }
 };
 
@@ -108,9 +128,7 @@ namespace dakhost::detail {
 
 void PendingAdd(unsigned int n)
 {
-    Framework& f = F();
-    const std::lock_guard<std::mutex> lock(f.pendingLock);
-    f.pending += n;
+    F().pending.fetch_add(n);
 }
 
 void PendingSub(unsigned int n)
@@ -119,9 +137,19 @@ void PendingSub(unsigned int n)
         return;
     }
     Framework& f = F();
-    const std::lock_guard<std::mutex> lock(f.pendingLock);
-    f.pending = f.pending >= n ? f.pending - n : 0;
-    if (f.pending == 0) {
+    uint64_t now = f.pending.load();
+    uint64_t after = 0;
+    do {
+        after = now >= n ? now - n : 0;
+    } while (!f.pending.compare_exchange_weak(now, after));
+    // Both atomics are sequentially consistent: either this sees the waiter
+    // counted, or the waiter, counted later, sees the counter at zero.
+    if (after == 0 && f.idleWaiters.load() > 0) {
+        {
+            // A waiter between its check and its sleep holds the lock: taking
+            // it here means the wake-up below cannot fall between the two.
+            const std::lock_guard<std::mutex> lock(f.pendingLock);
+        }
         f.pendingZero.notify_all();
     }
 }
@@ -132,8 +160,13 @@ void WaitNoPending()
         return;
     }
     Framework& f = F();
+    if (f.pending.load() == 0) {
+        return;
+    }
     std::unique_lock<std::mutex> lock(f.pendingLock);
-    f.pendingZero.wait(lock, [&f] { return f.pending == 0; });
+    f.idleWaiters.fetch_add(1);
+    f.pendingZero.wait(lock, [&f] { return f.pending.load() == 0; });
+    f.idleWaiters.fetch_sub(1);
 }
 
 PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
@@ -146,11 +179,7 @@ PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
     if (std::find(f.tasks.begin(), f.tasks.end(), target) == f.tasks.end()) {
         return PostResult::NotCreated;
     }
-    TSEvent copy = event;
-    if (copy.receiver == nullptr) {
-        copy.receiver = target;
-    }
-    return TCQueueAccess::Push(*target, copy, urgent) ? PostResult::Posted : PostResult::Refused;
+    return TCQueueAccess::Post(*target, event, urgent) ? PostResult::Posted : PostResult::Refused;
 }
 
 bool SendFails()
@@ -414,8 +443,8 @@ bool TCQueue::Delete(const TCHandler* handler, unsigned int* count)
     }
     const unsigned int removed = m_count - kept;
     m_count = kept;
-    pthread_cond_broadcast(&m_qcond);
     pthread_mutex_unlock(&m_qlock);
+    pthread_cond_broadcast(&m_qcond);
     dakhost::detail::PendingSub(removed);
     if (count != nullptr) {
         *count = removed;
@@ -475,8 +504,8 @@ void TCQueue::HandlerDone()
     pthread_mutex_lock(&m_qlock);
     const bool wasBusy = m_busy;
     m_busy = false;
-    pthread_cond_broadcast(&m_qcond);
     pthread_mutex_unlock(&m_qlock);
+    pthread_cond_broadcast(&m_qcond);
     if (wasBusy) {
         dakhost::detail::PendingSub(1);
     }
@@ -496,8 +525,8 @@ void TCQueue::Close()
 {
     pthread_mutex_lock(&m_qlock);
     m_open = false;
-    pthread_cond_broadcast(&m_qcond);
     pthread_mutex_unlock(&m_qlock);
+    pthread_cond_broadcast(&m_qcond);
 }
 
 void TCQueue::CloseAndDrop(bool releaseBusy)
@@ -511,8 +540,8 @@ void TCQueue::CloseAndDrop(bool releaseBusy)
         m_busy = false;
         ++released;
     }
-    pthread_cond_broadcast(&m_qcond);
     pthread_mutex_unlock(&m_qlock);
+    pthread_cond_broadcast(&m_qcond);
     dakhost::detail::PendingSub(released);
 }
 
@@ -713,14 +742,9 @@ bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
     if (event->receiver != nullptr && event->receiver->OwnerTask() != nullptr) {
         target = event->receiver->OwnerTask();
     }
-    switch (dakhost::detail::PostEvent(target, *event, urgent)) {
-        case dakhost::detail::PostResult::Posted:
-            return true;
-        case dakhost::detail::PostResult::NotCreated:
-            Report("FlagCreate() == true", __LINE__);
-            return false;
-        case dakhost::detail::PostResult::Refused:
-            break;
+    if (!target->FlagCreate()) {
+        Report("FlagCreate() == true", __LINE__);
+        return false;
     }
-    return false;
+    return TCQueueAccess::Post(*target, *event, urgent);
 }
