@@ -178,7 +178,9 @@ DAK_PLATFORM_API const char* ViaName(Via via);
 
 // Lines above `level` are neither formatted nor recorded (default 5).
 DAK_PLATFORM_API void SetLogLevel(int level);
-// Captured lines since the last ClearLogs().
+// Captured lines since the last ClearLogs(), oldest first. The recorder is a
+// ring of 4 MiB: when it is full the oldest lines make room, so it holds some
+// 40 000 lines of the library's length (about 100 bytes each).
 DAK_PLATFORM_API std::vector<LogLine> Logs();
 DAK_PLATFORM_API void ClearLogs();
 // Called for each line as it is logged (null: none). Lines go to standard

@@ -1,16 +1,22 @@
 // The logger of the host platform: every message, profiling mark, scope trace
-// and assertion report becomes a LogLine in a capture buffer, goes to the
-// sink and, unless switched off, to standard error. Standard output can be
-// captured too, line by line.
+// and assertion report is recorded as a line in a fixed ring of bytes, goes
+// to the sink and, unless switched off, to standard error. Standard output
+// can be captured too, line by line.
+//
+// Recording a line allocates nothing: the text is formatted on the stack
+// (lines longer than kFormatBytes excepted) and copied into the ring, which
+// drops its oldest lines to make room. Logs() builds its lines on demand.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
@@ -27,10 +33,113 @@ constexpr int kAssertLevel = 1;
 constexpr int kStdoutLevel = 1;
 constexpr int kProfilingLevel = 5;
 constexpr int kTraceLevel = 5;
+// Texts up to this length (terminator included) are formatted on the stack.
+constexpr size_t kFormatBytes = 512;
+
+// The recorded lines, oldest first, in a circular store of bytes. Each line
+// is a header followed by its function and its text; a line may wrap around
+// the store's end. A new line drops the oldest ones until it fits.
+class Recorder {
+public:
+    // 4 MiB: some 40 000 lines of the library's length (about 100 bytes
+    // each with their header), three times what a scenario of half a day of
+    // syncs logs between two marks. Pages are touched only as lines come.
+    static constexpr size_t kBytes = size_t{4} << 20;
+
+    void Append(const char* function, int line, int module, int level, dakhost::Via via,
+                const char* text, size_t textLength)
+    {
+        const size_t functionLength = std::strlen(function);
+        // A line longer than the whole store keeps what fits of its text.
+        const size_t room = kBytes - sizeof(Header) - functionLength;
+        if (textLength > room) {
+            textLength = room;
+        }
+        const Header header{static_cast<uint32_t>(functionLength),
+                            static_cast<uint32_t>(textLength),
+                            line,
+                            module,
+                            level,
+                            static_cast<int>(via)};
+        const size_t size = sizeof header + functionLength + textLength;
+        while (kBytes - m_used < size) {
+            Header oldest{};
+            CopyOut(m_tail, &oldest, sizeof oldest);
+            const size_t dropped = oldest.SizeOf();
+            m_tail = (m_tail + dropped) % kBytes;
+            m_used -= dropped;
+            --m_count;
+        }
+        const size_t at = (m_tail + m_used) % kBytes;
+        CopyIn(at, &header, sizeof header);
+        CopyIn((at + sizeof header) % kBytes, function, functionLength);
+        CopyIn((at + sizeof header + functionLength) % kBytes, text, textLength);
+        m_used += size;
+        ++m_count;
+    }
+
+    std::vector<dakhost::LogLine> Lines() const
+    {
+        std::vector<dakhost::LogLine> lines;
+        lines.reserve(m_count);
+        size_t at = m_tail;
+        for (size_t i = 0; i < m_count; ++i) {
+            Header header{};
+            CopyOut(at, &header, sizeof header);
+            std::string function(header.functionLength, '\0');
+            std::string text(header.textLength, '\0');
+            CopyOut((at + sizeof header) % kBytes, function.data(), function.size());
+            CopyOut((at + sizeof header + function.size()) % kBytes, text.data(), text.size());
+            lines.push_back(dakhost::LogLine{std::move(function), header.line, header.module,
+                                             header.level, static_cast<dakhost::Via>(header.via),
+                                             std::move(text)});
+            at = (at + header.SizeOf()) % kBytes;
+        }
+        return lines;
+    }
+
+    void Clear()
+    {
+        m_tail = 0;
+        m_used = 0;
+        m_count = 0;
+    }
+
+private:
+    struct Header {
+        uint32_t functionLength;
+        uint32_t textLength;
+        int line;
+        int module;
+        int level;
+        int via;
+        size_t SizeOf() const { return sizeof(Header) + functionLength + textLength; }
+    };
+
+    void CopyIn(size_t at, const void* from, size_t length)
+    {
+        const size_t first = length < kBytes - at ? length : kBytes - at;
+        std::memcpy(m_bytes.get() + at, from, first);
+        std::memcpy(m_bytes.get(), static_cast<const char*>(from) + first, length - first);
+    }
+
+    void CopyOut(size_t at, void* to, size_t length) const
+    {
+        const size_t first = length < kBytes - at ? length : kBytes - at;
+        std::memcpy(to, m_bytes.get() + at, first);
+        std::memcpy(static_cast<char*>(to) + first, m_bytes.get(), length - first);
+    }
+
+    // Left uninitialised: the kernel hands the pages out as they are written.
+    std::unique_ptr<char[]> m_bytes{new char[kBytes]};
+    size_t m_tail = 0;   // offset of the oldest line
+    size_t m_used = 0;   // bytes the lines take
+    size_t m_count = 0;  // lines held
+};
 
 struct Logger {
     std::mutex lock;  // guards everything below but `level`
-    std::vector<dakhost::LogLine> lines;
+    Recorder recorder;
     std::function<void(const dakhost::LogLine&)> sink;
     bool toStderr = true;
 
@@ -53,33 +162,11 @@ Logger& L()
     return *logger;
 }
 
-__attribute__((format(printf, 1, 0))) std::string FormatV(const char* format, va_list args)
-{
-    if (format == nullptr) {
-        return {};
-    }
-    char buffer[512];
-    va_list copy;
-    va_copy(copy, args);
-    const int length = std::vsnprintf(buffer, sizeof buffer, format, copy);
-    va_end(copy);
-    if (length < 0) {
-        return {};
-    }
-    if (static_cast<size_t>(length) < sizeof buffer) {
-        return {buffer, static_cast<size_t>(length)};
-    }
-    std::string text(static_cast<size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, args);
-    text.resize(static_cast<size_t>(length));
-    return text;
-}
-
-void WriteAll(int fd, const std::string& text)
+void WriteAll(int fd, const char* text, size_t length)
 {
     size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t written = write(fd, text.data() + done, text.size() - done);
+    while (done < length) {
+        const ssize_t written = write(fd, text + done, length - done);
         if (written <= 0) {
             if (written < 0 && errno == EINTR) {
                 continue;
@@ -90,36 +177,85 @@ void WriteAll(int fd, const std::string& text)
     }
 }
 
-void Emit(const dakhost::LogLine& line)
+// "[L<level> <via> <function>:<line>] <text>", ending in one newline.
+void WriteToStderr(const char* function, int line, int level, dakhost::Via via, const char* text,
+                   size_t length)
 {
+    char buffer[kFormatBytes + 128];
+    const int prefix = std::snprintf(buffer, sizeof buffer, "[L%d %s %s:%d] ", level,
+                                     dakhost::ViaName(via), function, line);
+    if (prefix < 0) {
+        return;
+    }
+    const bool newline = length == 0 || text[length - 1] != '\n';
+    const size_t total = static_cast<size_t>(prefix) + length + (newline ? 1 : 0);
+    if (total <= sizeof buffer) {
+        std::memcpy(buffer + prefix, text, length);
+        if (newline) {
+            buffer[total - 1] = '\n';
+        }
+        WriteAll(STDERR_FILENO, buffer, total);
+        return;
+    }
+    std::string joined(buffer, static_cast<size_t>(prefix) < sizeof buffer
+                                   ? static_cast<size_t>(prefix)
+                                   : sizeof buffer - 1);
+    joined.append(text, length);
+    if (newline) {
+        joined += '\n';
+    }
+    WriteAll(STDERR_FILENO, joined.data(), joined.size());
+}
+
+void Record(const char* function, int line, int module, int level, dakhost::Via via,
+            const char* text, size_t length)
+{
+    if (function == nullptr) {
+        function = "";
+    }
     Logger& logger = L();
     const std::lock_guard<std::recursive_mutex> order(logger.sinkLock);
     std::function<void(const dakhost::LogLine&)> sink;
     bool toStderr = false;
     {
         const std::lock_guard<std::mutex> lock(logger.lock);
-        logger.lines.push_back(line);
-        sink = logger.sink;
+        logger.recorder.Append(function, line, module, level, via, text, length);
+        if (logger.sink) {
+            sink = logger.sink;
+        }
         toStderr = logger.toStderr;
     }
     if (sink) {
-        sink(line);
+        sink(dakhost::LogLine{function, line, module, level, via, std::string(text, length)});
     }
     if (toStderr) {
-        std::string text = "[L" + std::to_string(line.level) + " " + dakhost::ViaName(line.via) +
-                           " " + line.function + ":" + std::to_string(line.line) + "] " + line.text;
-        if (text.empty() || text.back() != '\n') {
-            text += '\n';
-        }
-        WriteAll(STDERR_FILENO, text);
+        WriteToStderr(function, line, level, via, text, length);
     }
 }
 
-void Record(const char* function, int line, int module, int level, dakhost::Via via,
-            std::string text)
+// Formats and records one line: on the stack unless it is longer than
+// kFormatBytes.
+__attribute__((format(printf, 5, 0))) void RecordV(const char* function, int line, int module,
+                                                   int level, const char* format, dakhost::Via via,
+                                                   va_list args)
 {
-    Emit(dakhost::LogLine{function != nullptr ? function : "", line, module, level, via,
-                          std::move(text)});
+    if (format == nullptr) {
+        Record(function, line, module, level, via, "", 0);
+        return;
+    }
+    va_list again;
+    va_copy(again, args);
+    char buffer[kFormatBytes];
+    const int formatted = std::vsnprintf(buffer, sizeof buffer, format, args);
+    const size_t length = formatted < 0 ? 0 : static_cast<size_t>(formatted);
+    if (length < sizeof buffer) {
+        Record(function, line, module, level, via, buffer, length);
+    } else {
+        std::string text(length + 1, '\0');
+        std::vsnprintf(text.data(), text.size(), format, again);
+        Record(function, line, module, level, via, text.data(), length);
+    }
+    va_end(again);
 }
 
 bool LevelEnabled(int level)
@@ -171,7 +307,7 @@ void ResetLogs()
     }
     {
         const std::lock_guard<std::mutex> lock(logger.lock);
-        logger.lines.clear();
+        logger.recorder.Clear();
     }
     logger.level = kDefaultLevel;
 }
@@ -209,7 +345,7 @@ std::vector<LogLine> Logs()
     CollectStdout();
     Logger& logger = L();
     const std::lock_guard<std::mutex> lock(logger.lock);
-    return logger.lines;
+    return logger.recorder.Lines();
 }
 
 void ClearLogs()
@@ -217,7 +353,7 @@ void ClearLogs()
     CollectStdout();
     Logger& logger = L();
     const std::lock_guard<std::mutex> lock(logger.lock);
-    logger.lines.clear();
+    logger.recorder.Clear();
 }
 
 void SetLogSink(std::function<void(const LogLine&)> sink)
@@ -280,7 +416,7 @@ void CaptureStdout(bool on)
         }
     }
     for (std::string& line : lines) {
-        Record("", 0, 0, kStdoutLevel, Via::Stdout, std::move(line));
+        Record("", 0, 0, kStdoutLevel, Via::Stdout, line.data(), line.size());
     }
 }
 
@@ -298,7 +434,7 @@ void CollectStdout()
     }
     for (std::string& line : lines) {
         if (LevelEnabled(kStdoutLevel)) {
-            Record("", 0, 0, kStdoutLevel, Via::Stdout, std::move(line));
+            Record("", 0, 0, kStdoutLevel, Via::Stdout, line.data(), line.size());
         }
     }
 }
@@ -322,9 +458,8 @@ void TCDebugPrint::Print(const char* function, int line, int module, int level, 
     }
     va_list args;
     va_start(args, format);
-    std::string text = FormatV(format, args);
+    RecordV(function, line, module, level, format, dakhost::Via::Print, args);
     va_end(args);
-    Record(function, line, module, level, dakhost::Via::Print, std::move(text));
 }
 
 void TCDebugPrint::PrintF(const char* function, int line, int module, int level, const char* format,
@@ -335,9 +470,8 @@ void TCDebugPrint::PrintF(const char* function, int line, int module, int level,
     }
     va_list args;
     va_start(args, format);
-    std::string text = FormatV(format, args);
+    RecordV(function, line, module, level, format, dakhost::Via::PrintF, args);
     va_end(args);
-    Record(function, line, module, level, dakhost::Via::PrintF, std::move(text));
 }
 
 TCDebugPrint* TCDebugPrintDAK::GetInstance()
@@ -356,10 +490,8 @@ extern "C" void PrintProfiling(int category, const char* format, ...)
     }
     va_list args;
     va_start(args, format);
-    std::string text = FormatV(format, args);
+    RecordV("PrintProfiling", 0, category, kProfilingLevel, format, dakhost::Via::Profiling, args);
     va_end(args);
-    Record("PrintProfiling", 0, category, kProfilingLevel, dakhost::Via::Profiling,
-           std::move(text));
 }
 
 extern "C" void _TCAssert(const char* expression, const char* file, unsigned long line)
@@ -367,8 +499,9 @@ extern "C" void _TCAssert(const char* expression, const char* file, unsigned lon
     if (!LevelEnabled(kAssertLevel)) {
         return;
     }
-    Record(file != nullptr ? file : "", static_cast<int>(line), 0, kAssertLevel,
-           dakhost::Via::Assert, expression != nullptr ? expression : "");
+    const char* text = expression != nullptr ? expression : "";
+    Record(file, static_cast<int>(line), 0, kAssertLevel, dakhost::Via::Assert, text,
+           std::strlen(text));
 }
 
 TCScopeTrace::TCScopeTrace(const char* format, ...)
@@ -380,7 +513,7 @@ TCScopeTrace::TCScopeTrace(const char* format, ...)
     va_start(args, format);
     std::vsnprintf(m_text, sizeof m_text, format, args);
     va_end(args);
-    Record("TCScopeTrace", 0, 0, kTraceLevel, dakhost::Via::Trace, m_text);
+    Record("TCScopeTrace", 0, 0, kTraceLevel, dakhost::Via::Trace, m_text, std::strlen(m_text));
 }
 
 TCScopeTrace::~TCScopeTrace() = default;

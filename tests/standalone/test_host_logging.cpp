@@ -1,11 +1,13 @@
-// The host platform's logger: a disabled level is not even formatted, and
-// standard output capture.
+// The host platform's logger: a disabled level is not even formatted, the
+// recorder keeps the newest lines once it is full, and standard output
+// capture.
 #include <gtest/gtest.h>
 #include <printf.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
+#include <string>
 
 #include "DakHostControl.h"
 #include "TCDebugPrint.h"
@@ -59,6 +61,35 @@ TEST_F(HostLogging, LevelsAboveTheThresholdAreNeitherFormattedNorRecorded)
     EXPECT_EQ(g_formatted.load(), 1);
     ASSERT_EQ(dakhost::Logs().size(), 1U);
     EXPECT_EQ(dakhost::Logs()[0].text, "counted");
+}
+
+// Far more lines than the recorder holds, of lengths that are not a divisor
+// of its size, so that lines wrap around its end: the newest are kept, in
+// order and whole.
+TEST_F(HostLogging, AFullRecorderDropsItsOldestLines)
+{
+    TCDebugPrint& logger = *TCDebugPrintDAK::GetInstance();
+    constexpr int kLines = 200000;
+    for (int i = 0; i < kLines; ++i) {
+        logger.Print(i % 2 == 0 ? "even" : "odd_function", i, 18, 4, "line %d %.*s", i, i % 97,
+                     "--------------------------------------------------------------------------"
+                     "-----------------------------");
+    }
+    const auto lines = dakhost::Logs();
+    ASSERT_GT(lines.size(), 1000U);
+    ASSERT_LT(lines.size(), static_cast<size_t>(kLines));
+    int expected = kLines - static_cast<int>(lines.size());
+    for (const auto& line : lines) {
+        ASSERT_EQ(line.line, expected);
+        EXPECT_EQ(line.function, expected % 2 == 0 ? "even" : "odd_function");
+        EXPECT_EQ(line.text, "line " + std::to_string(expected) + " " +
+                                 std::string(static_cast<size_t>(expected % 97), '-'));
+        ++expected;
+    }
+    dakhost::ClearLogs();
+    logger.PrintF("f", 1, 18, 4, "after");
+    ASSERT_EQ(dakhost::Logs().size(), 1U);
+    EXPECT_EQ(dakhost::Logs()[0].text, "after");
 }
 
 TEST_F(HostLogging, CapturedStandardOutputBecomesLines)
