@@ -4,19 +4,58 @@
 #pragma once
 
 #include <cstdio>
+#include <type_traits>
+#include <utility>
 
 #include "TCDebugPrint.h"
 
 namespace dak {
 constexpr int kModule = 18;
 constexpr int kProfilingCategory = 666;
+
+namespace detail {
+
+// Whether the platform's logger can tell that a level is switched off.
+template <typename Logger, typename = void>
+struct HasLevelQuery : std::false_type {
+};
+template <typename Logger>
+struct HasLevelQuery<Logger, std::void_t<decltype(std::declval<const Logger&>().IsEnabled(1))>>
+    : std::true_type {
+};
+
+// False only when the logger says a message of `level` would not be written;
+// a logger that cannot tell gets every message.
+template <typename Logger>
+bool LogLevelOn(const Logger* logger, int level)
+{
+    if constexpr (HasLevelQuery<Logger>::value) {
+        return logger->IsEnabled(level);
+    } else {
+        (void)logger;
+        (void)level;
+        return true;
+    }
+}
+
+}  // namespace detail
 }  // namespace dak
 
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): __func__ and __LINE__ must be the caller's.
-#define DAK_PRINT(level, ...) \
-    TCDebugPrintDAK::GetInstance()->Print(__func__, __LINE__, dak::kModule, (level), __VA_ARGS__)
-#define DAK_PRINTF(level, ...) \
-    TCDebugPrintDAK::GetInstance()->PrintF(__func__, __LINE__, dak::kModule, (level), __VA_ARGS__)
+// A message's arguments (settings reads among them) are evaluated only when
+// its level is on.
+#define DAK_LOG_TO(output, level, ...)                                                 \
+    do {                                                                               \
+        TCDebugPrint* const dakLogger = TCDebugPrintDAK::GetInstance();                \
+        if (dak::detail::LogLevelOn(dakLogger, (level))) {                             \
+            dakLogger->output(__func__, __LINE__, dak::kModule, (level), __VA_ARGS__); \
+        }                                                                              \
+    } while (false)
+// True unless the logger says messages of `level` are switched off: guards
+// reads that only a message needs.
+#define DAK_LOG_ON(level) dak::detail::LogLevelOn(TCDebugPrintDAK::GetInstance(), (level))
+#define DAK_PRINT(level, ...) DAK_LOG_TO(Print, level, __VA_ARGS__)
+#define DAK_PRINTF(level, ...) DAK_LOG_TO(PrintF, level, __VA_ARGS__)
 #define DAK_PROFILE(...) PrintProfiling(dak::kProfilingCategory, __VA_ARGS__)
 
 // Reports a failed precondition: the platform's assertion report, then the

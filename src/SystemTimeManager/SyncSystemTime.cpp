@@ -17,17 +17,20 @@ bool TCSystemTimeManager::t_SyncSystemTime()
     unsigned long systemUtc = 0;
     const bool ret = GetSystemTime(systemUtc);
 
-    const ESystemTimeReason reason = TCVConfProvider::GetTimeSettingReason();
-    DAK_PRINTF(4,
-               "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
-               "dst=%d\033[0m",
-               systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
-               TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
-    DAK_PRINT(4,
-              "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
-              "dst=%d\033[0m",
-              systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
-              TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+    if (DAK_LOG_ON(4)) {
+        const ESystemTimeReason reason = TCVConfProvider::GetTimeSettingReason();
+        DAK_PRINTF(
+            4,
+            "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
+            "dst=%d\033[0m",
+            systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
+            TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+        DAK_PRINT(4,
+                  "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
+                  "dst=%d\033[0m",
+                  systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
+                  TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+    }
     if (!ret) {
         return false;
     }
