@@ -4,8 +4,6 @@
 #pragma once
 
 #include <cstdio>
-#include <type_traits>
-#include <utility>
 
 #include "TCDebugPrint.h"
 
@@ -13,32 +11,10 @@ namespace dak {
 constexpr int kModule = 18;
 constexpr int kProfilingCategory = 666;
 
-namespace detail {
+// The platform's logger when a message of `level` is to be written, else
+// null. Fetched anew for each message.
+TCDebugPrint* LoggerAt(int level);
 
-// Whether the platform's logger can tell that a level is switched off.
-template <typename Logger, typename = void>
-struct HasLevelQuery : std::false_type {
-};
-template <typename Logger>
-struct HasLevelQuery<Logger, std::void_t<decltype(std::declval<const Logger&>().IsEnabled(1))>>
-    : std::true_type {
-};
-
-// False only when the logger says a message of `level` would not be written;
-// a logger that cannot tell gets every message.
-template <typename Logger>
-bool LogLevelOn(const Logger* logger, int level)
-{
-    if constexpr (HasLevelQuery<Logger>::value) {
-        return logger->IsEnabled(level);
-    } else {
-        (void)logger;
-        (void)level;
-        return true;
-    }
-}
-
-}  // namespace detail
 }  // namespace dak
 
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): __func__ and __LINE__ must be the caller's.
@@ -46,14 +22,13 @@ bool LogLevelOn(const Logger* logger, int level)
 // its level is on.
 #define DAK_LOG_TO(output, level, ...)                                                 \
     do {                                                                               \
-        TCDebugPrint* const dakLogger = TCDebugPrintDAK::GetInstance();                \
-        if (dak::detail::LogLevelOn(dakLogger, (level))) {                             \
+        if (TCDebugPrint* const dakLogger = dak::LoggerAt(level)) {                    \
             dakLogger->output(__func__, __LINE__, dak::kModule, (level), __VA_ARGS__); \
         }                                                                              \
     } while (false)
 // True unless the logger says messages of `level` are switched off: guards
 // reads that only a message needs.
-#define DAK_LOG_ON(level) dak::detail::LogLevelOn(TCDebugPrintDAK::GetInstance(), (level))
+#define DAK_LOG_ON(level) (dak::LoggerAt(level) != nullptr)
 #define DAK_PRINT(level, ...) DAK_LOG_TO(Print, level, __VA_ARGS__)
 #define DAK_PRINTF(level, ...) DAK_LOG_TO(PrintF, level, __VA_ARGS__)
 #define DAK_PROFILE(...) PrintProfiling(dak::kProfilingCategory, __VA_ARGS__)
