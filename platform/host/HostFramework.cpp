@@ -1,12 +1,14 @@
 // The task framework of the host platform: semaphores, threads, queues,
 // tasks, the recursive mutex's out-of-line parts and the reader/writer lock.
 //
-// Every queued event and every handler running counts as pending work in one
-// process-wide counter; WaitIdle() waits for it to reach zero. A handler that
-// posts does so before its own handling is counted done, so the counter never
-// passes through zero while work is still on its way.
+// Every task with work (a queued event or a handler running) counts once in
+// one process-wide counter; WaitIdle() waits for it to reach zero. A queue
+// counts itself in when it leaves the idle state and out when it returns to
+// it, so a post to a task that is busy anyway touches nothing shared. A
+// handler that posts does so before its own handling is done, so the counter
+// never passes through zero while work is still on its way.
 //
-// A post takes one lock, its queue's; the pending counter is atomic, and
+// A post takes one lock, its queue's; the counter is atomic, and
 // every wake-up is signalled after the lock that guards its condition is
 // released, so that the woken thread never wakes only to wait for that lock.
 #include <pthread.h>
@@ -180,11 +182,6 @@ PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
         return PostResult::NotCreated;
     }
     return TCQueueAccess::Post(*target, event, urgent) ? PostResult::Posted : PostResult::Refused;
-}
-
-bool SendFails()
-{
-    return F().failSend.load();
 }
 
 void ResetFrameworkFaults()
@@ -443,9 +440,10 @@ bool TCQueue::Delete(const TCHandler* handler, unsigned int* count)
     }
     const unsigned int removed = m_count - kept;
     m_count = kept;
+    const bool nowIdle = removed > 0 && m_count == 0 && !m_busy;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
-    dakhost::detail::PendingSub(removed);
+    dakhost::detail::PendingSub(nowIdle ? 1U : 0U);
     if (count != nullptr) {
         *count = removed;
     }
@@ -471,7 +469,9 @@ bool TCQueue::PushAt(const TSEvent& event, bool front)
         m_store[(m_head + m_count) % kCapacity] = event;
     }
     ++m_count;
-    dakhost::detail::PendingAdd(1);
+    if (m_count == 1 && !m_busy) {
+        dakhost::detail::PendingAdd(1);  // the queue was idle
+    }
     pthread_mutex_unlock(&m_qlock);
     // Woken after the unlock, the task takes the lock at once instead of
     // waking only to wait for it: one switch per event, not two.
@@ -502,11 +502,11 @@ bool TCQueue::PopWait(TSEvent* event)
 void TCQueue::HandlerDone()
 {
     pthread_mutex_lock(&m_qlock);
-    const bool wasBusy = m_busy;
+    const bool nowIdle = m_busy && m_count == 0;
     m_busy = false;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
-    if (wasBusy) {
+    if (nowIdle) {
         dakhost::detail::PendingSub(1);
     }
 }
@@ -533,16 +533,16 @@ void TCQueue::CloseAndDrop(bool releaseBusy)
 {
     pthread_mutex_lock(&m_qlock);
     m_open = false;
-    unsigned int released = m_count;
+    const bool wasIdle = m_count == 0 && !m_busy;
     m_count = 0;
     m_head = 0;
-    if (releaseBusy && m_busy) {
+    if (releaseBusy) {
         m_busy = false;
-        ++released;
     }
+    const bool nowIdle = !wasIdle && !m_busy;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
-    dakhost::detail::PendingSub(released);
+    dakhost::detail::PendingSub(nowIdle ? 1U : 0U);
 }
 
 bool TCQueue::WaitIdle()
@@ -735,7 +735,7 @@ bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
         Report("event != NULL", __LINE__);
         return false;
     }
-    if (dakhost::detail::SendFails()) {
+    if (F().failSend.load(std::memory_order_relaxed)) {
         return false;
     }
     TCTask* target = this;

@@ -11,7 +11,7 @@ struct TSEvent;
 
 namespace dakhost::detail {
 
-// ---- pending work: queued events plus handlers running, over all tasks ----
+// ---- pending work: the tasks with a queued event or a handler running ----
 void PendingAdd(unsigned int n);
 void PendingSub(unsigned int n);
 // Blocks until no work is pending (returns at once on a task's own thread,
@@ -25,7 +25,6 @@ enum class PostResult { Posted, Refused, NotCreated };
 PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent);
 
 // ---- faults of the framework ----
-bool SendFails();
 void ResetFrameworkFaults();
 
 int ReadHolds(const TCRWLock& lock);
