@@ -142,6 +142,8 @@ struct Logger {
     Recorder recorder;
     std::function<void(const dakhost::LogLine&)> sink;
     bool toStderr = true;
+    // A sink is set or standard error is on: a line goes beyond the recorder.
+    std::atomic<bool> outputs{true};
 
     std::atomic<int> level{kDefaultLevel};
 
@@ -214,6 +216,11 @@ void Record(const char* function, int line, int module, int level, dakhost::Via 
         function = "";
     }
     Logger& logger = L();
+    if (!logger.outputs.load(std::memory_order_relaxed)) {
+        const std::lock_guard<std::mutex> lock(logger.lock);
+        logger.recorder.Append(function, line, module, level, via, text, length);
+        return;
+    }
     const std::lock_guard<std::recursive_mutex> order(logger.sinkLock);
     std::function<void(const dakhost::LogLine&)> sink;
     bool toStderr = false;
@@ -361,6 +368,7 @@ void SetLogSink(std::function<void(const LogLine&)> sink)
     Logger& logger = L();
     const std::lock_guard<std::mutex> lock(logger.lock);
     logger.sink = std::move(sink);
+    logger.outputs = logger.sink || logger.toStderr;
 }
 
 void SetLogToStderr(bool on)
@@ -368,6 +376,7 @@ void SetLogToStderr(bool on)
     Logger& logger = L();
     const std::lock_guard<std::mutex> lock(logger.lock);
     logger.toStderr = on;
+    logger.outputs = logger.sink || logger.toStderr;
 }
 
 int OriginalStdout()
