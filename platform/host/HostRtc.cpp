@@ -53,6 +53,37 @@ rtc_time g_rtcRawTime{};
 // Descriptors handed out for "/dev/rtc0" (-1: free slot).
 std::atomic<int> g_fakeFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
                                                    -1, -1, -1, -1, -1, -1, -1, -1};
+// Descriptors of the clock that were closed, kept open on "/dev/null" for the
+// next open (-1: free slot): opening and closing the clock, which the library
+// does for every reading and setting, costs no system call after the first.
+// A kept descriptor is no longer the clock; the kernel answers for it.
+std::atomic<int> g_keptFds[kMaxFakeDescriptors] = {-1, -1, -1, -1, -1, -1, -1, -1,
+                                                   -1, -1, -1, -1, -1, -1, -1, -1};
+
+// A kept descriptor, or a new one on "/dev/null".
+DAK_NOT_INSTRUMENTED long TakeDescriptor()
+{
+    for (std::atomic<int>& kept : g_keptFds) {
+        const int fd = kept.exchange(-1);
+        if (fd >= 0) {
+            return fd;
+        }
+    }
+    return syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC, 0);
+}
+
+// Keeps a closed clock's descriptor for the next open; false when every
+// slot is taken and it must really be closed.
+DAK_NOT_INSTRUMENTED bool KeepDescriptor(int fd)
+{
+    for (std::atomic<int>& kept : g_keptFds) {
+        int free = -1;
+        if (kept.compare_exchange_strong(free, fd)) {
+            return true;
+        }
+    }
+    return false;
+}
 
 class RtcLock {
 public:
@@ -105,7 +136,7 @@ DAK_NOT_INSTRUMENTED int OpenRtc(const char* path, bool* handled)
     }
     for (std::atomic<int>& slot : g_fakeFds) {
         if (slot.load() < 0) {
-            const long fd = RealOpenAt(AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC, 0);
+            const long fd = TakeDescriptor();
             if (fd < 0) {
                 return -1;
             }
@@ -313,13 +344,17 @@ DAK_INTERPOSE int __ioctl_time64(int fd, unsigned long request, ...)
 
 DAK_INTERPOSE int close(int fd)
 {
-    // Forgotten before the number is released, so that a later open that
-    // gets the same number is never mistaken for the clock.
+    // Forgotten before the number is released or kept, so that a later open
+    // that gets the same number is never mistaken for the clock.
+    bool wasClock = false;
     for (std::atomic<int>& slot : g_fakeFds) {
         int held = fd;
-        if (fd >= 0) {
-            slot.compare_exchange_strong(held, -1);
+        if (fd >= 0 && slot.compare_exchange_strong(held, -1)) {
+            wasClock = true;
         }
+    }
+    if (wasClock && KeepDescriptor(fd)) {
+        return 0;
     }
     return static_cast<int>(syscall(SYS_close, fd));
 }
