@@ -137,15 +137,17 @@ private:
     size_t m_count = 0;  // lines held
 };
 
+// The active level: read for every line, so kept apart from the logger and
+// constant-initialised, with no guard to pass.
+std::atomic<int> g_level{kDefaultLevel};
+
 struct Logger {
-    std::mutex lock;  // guards everything below but `level`
+    std::mutex lock;  // guards everything below but `outputs`
     Recorder recorder;
     std::function<void(const dakhost::LogLine&)> sink;
     bool toStderr = true;
     // A sink is set or standard error is on: a line goes beyond the recorder.
     std::atomic<bool> outputs{true};
-
-    std::atomic<int> level{kDefaultLevel};
 
     // Calls into the sink one line at a time, in the order lines are taken;
     // recursive so that a sink may log.
@@ -267,7 +269,7 @@ __attribute__((format(printf, 5, 0))) void RecordV(const char* function, int lin
 
 bool LevelEnabled(int level)
 {
-    return level <= L().level.load();
+    return level <= g_level.load(std::memory_order_relaxed);
 }
 
 // Reads what the pipe holds; the caller holds stdoutLock. Complete lines are
@@ -316,7 +318,7 @@ void ResetLogs()
         const std::lock_guard<std::mutex> lock(logger.lock);
         logger.recorder.Clear();
     }
-    logger.level = kDefaultLevel;
+    g_level = kDefaultLevel;
 }
 
 }  // namespace dakhost::detail
@@ -344,7 +346,7 @@ const char* ViaName(Via via)
 
 void SetLogLevel(int level)
 {
-    L().level = level;
+    g_level = level;
 }
 
 std::vector<LogLine> Logs()

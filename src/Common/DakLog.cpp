@@ -19,18 +19,19 @@ struct HasLevelQuery<Logger, std::void_t<decltype(std::declval<const Logger&>().
 
 namespace dak {
 
-// A logger that cannot tell gets every message.
+// A logger that cannot tell gets every message. The instance asked about
+// the level is the process's logger, taken once; a message fetches it anew.
 TCDebugPrint* LoggerAt(int level)
 {
-    TCDebugPrint* const logger = TCDebugPrintDAK::GetInstance();
     if constexpr (HasLevelQuery<TCDebugPrint>::value) {
-        if (logger != nullptr && !logger->IsEnabled(level)) {
+        static TCDebugPrint* const levels = TCDebugPrintDAK::GetInstance();
+        if (levels != nullptr && !levels->IsEnabled(level)) {
             return nullptr;
         }
     } else {
         (void)level;
     }
-    return logger;
+    return TCDebugPrintDAK::GetInstance();
 }
 
 }  // namespace dak
