@@ -195,7 +195,7 @@ inline void BM_CondVarPingPong(benchmark::State& state)
         }
     });
     dakbench::Latencies latencies(state);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto start = dakbench::Clock::now();
         {
             const std::lock_guard<std::mutex> held(lock);
@@ -259,7 +259,7 @@ inline void BM_RingEnqueue(benchmark::State& state)
     dakbench::BatchCosts costs;
     int inBatch = 0;
     auto batchStart = dakbench::Clock::now();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         record.bytes[0] = static_cast<uint8_t>(inBatch);
         {
             const std::lock_guard<std::mutex> held(lock);

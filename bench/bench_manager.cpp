@@ -92,7 +92,7 @@ void BM_SetSystemTimePost(benchmark::State& state)
     long allocations = 0;
     dakbench::BatchCosts costs;
     auto batchStart = dakbench::Clock::now();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const long before = t_allocations;
         if (!manager->SetSystemTime(kUtc, SetType_stream, false)) {
             ++refused;
@@ -123,7 +123,7 @@ void BM_SetSystemTimePostToApplied(benchmark::State& state)
     dakhost::SetLogLevel(level);
     TISystemTimeManager* manager = TISystemTimeManager::Instance();
     dakbench::Latencies latencies(state);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto start = dakbench::Clock::now();
         if (!manager->SetSystemTime(kUtc, SetType_stream, false)) {
             state.SkipWithError("the request was refused");
@@ -156,7 +156,7 @@ void BM_LogLine(benchmark::State& state)
     constexpr int kLines = 256;
     int inBatch = 0;
     auto batchStart = dakbench::Clock::now();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         LogOneLine();
         if (++inBatch == kLines) {
             costs.Add(dakbench::NsSince(batchStart), kLines);
