@@ -192,7 +192,9 @@ TEST_F(AllocationFailure, AtEveryPointOfADayNothingIsLostButTheStep)
             break;
         }
     }
-    EXPECT_GT(point, 100);  // the day allocates; a sweep that tried nothing proves nothing
+    // The day allocates (the host's logger does not: its lines go to a fixed
+    // ring); a sweep that tried nothing proves nothing.
+    EXPECT_GT(point, 10);
     std::printf("%ld allocation points tried\n", point);
 }
 
