@@ -10,7 +10,12 @@ set(DAK_CROSS_SYSROOT /usr/${DAK_CROSS_TRIPLE})
 set(CMAKE_C_COMPILER ${DAK_CROSS_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${DAK_CROSS_TRIPLE}-g++)
 
-set(CMAKE_FIND_ROOT_PATH ${DAK_CROSS_SYSROOT})
+# Debian's multiarch layout installs the target's packages (libboost-dev:armhf
+# and the like) under / beside the build machine's, so the search root is the
+# cross sysroot plus /, with the target's library architecture. A vendor
+# sysroot is added with -DCMAKE_FIND_ROOT_PATH=<sysroot>.
+list(APPEND CMAKE_FIND_ROOT_PATH ${DAK_CROSS_SYSROOT} /)
+set(CMAKE_LIBRARY_ARCHITECTURE ${DAK_CROSS_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

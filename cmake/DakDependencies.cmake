@@ -1,21 +1,18 @@
-# Boost is used for its headers only (boost::shared_ptr). In a cross build the
-# host's /usr/include must not be searched as a whole, so the boost folder is
-# reached through a directory that holds nothing else.
-find_path(DAK_BOOST_ROOT boost/shared_ptr.hpp
-  PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH NO_DEFAULT_PATH)
-if(NOT DAK_BOOST_ROOT)
-  message(FATAL_ERROR "boost headers not found: install libboost-dev")
+# Boost is used for its headers only (boost::shared_ptr), looked up in the
+# toolchain's search path: a cross build takes the target's copy (Debian's
+# libboost-dev:armhf, or the vendor sysroot's).
+find_path(DAK_BOOST_INCLUDE_DIR boost/shared_ptr.hpp)
+if(NOT DAK_BOOST_INCLUDE_DIR)
+  message(FATAL_ERROR "Boost headers (boost/shared_ptr.hpp) not found for the target: "
+    "install libboost-dev for it, or add its prefix to CMAKE_PREFIX_PATH / CMAKE_FIND_ROOT_PATH")
 endif()
-set(DAK_BOOST_INCLUDE ${CMAKE_BINARY_DIR}/boost-include)
-file(MAKE_DIRECTORY ${DAK_BOOST_INCLUDE})
-file(CREATE_LINK ${DAK_BOOST_ROOT}/boost ${DAK_BOOST_INCLUDE}/boost SYMBOLIC)
 add_library(dak-boost-headers INTERFACE)
-target_include_directories(dak-boost-headers SYSTEM INTERFACE ${DAK_BOOST_INCLUDE})
+target_include_directories(dak-boost-headers SYSTEM INTERFACE ${DAK_BOOST_INCLUDE_DIR})
 
 # GoogleTest: the installed package on the host; built from Debian's sources
 # when cross compiling (or when asked).
 option(DAK_GTEST_FROM_SOURCE "Build GoogleTest from /usr/src/googletest" ${CMAKE_CROSSCOMPILING})
-if(DAK_BUILD_TESTS OR DAK_BUILD_TOOLS)
+if(DAK_BUILD_TESTS)
   if(DAK_GTEST_FROM_SOURCE)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
