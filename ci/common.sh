@@ -5,18 +5,21 @@ DAK_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 # The machines have 2 cores shared with everything else: never more than 2.
 DAK_JOBS="${DAK_JOBS:-2}"
 
-dak_generator_args() {
-    if command -v ninja >/dev/null 2>&1; then
-        echo "-G Ninja"
-    fi
+# dak_preset_configure PRESET BUILD_DIR [CMAKE_ARGS...]: configures BUILD_DIR
+# with a configure preset of CMakePresets.json.
+dak_preset_configure() {
+    local preset="$1" build_dir="$2"
+    shift 2
+    (cd "$DAK_ROOT" && cmake --preset "$preset" -B "$build_dir" "$@")
 }
 
-# dak_configure BUILD_DIR [CMAKE_ARGS...]
-dak_configure() {
-    local build_dir="$1"
-    shift
-    # shellcheck disable=SC2046
-    cmake -S "$DAK_ROOT" -B "$build_dir" $(dak_generator_args) "$@"
+# dak_preset_ctest PRESET BUILD_DIR [CTEST_ARGS...]: runs every test of
+# BUILD_DIR with a test preset's options and prints CTest's summary; fails
+# when a test fails or when there is none.
+dak_preset_ctest() {
+    local preset="$1" build_dir="$2"
+    shift 2
+    (cd "$DAK_ROOT" && ctest --preset "$preset" --test-dir "$build_dir" "$@")
 }
 
 # dak_build BUILD_DIR [TARGET...]
@@ -28,14 +31,6 @@ dak_build() {
         target_args=(--target "$@")
     fi
     cmake --build "$build_dir" --parallel "$DAK_JOBS" "${target_args[@]}"
-}
-
-# dak_ctest BUILD_DIR [CTEST_ARGS...]: runs every test of the build and
-# prints CTest's summary; fails when a test fails or when there is none.
-dak_ctest() {
-    local build_dir="$1"
-    shift
-    (cd "$build_dir" && ctest --output-on-failure --no-tests=error -j "$DAK_JOBS" "$@")
 }
 
 # ---- ABI -------------------------------------------------------------------------
@@ -52,8 +47,7 @@ dak_abi_library() {
     if [[ -z $build_dir ]]; then
         build_dir="$DAK_ROOT/build-abi"
         "$DAK_ROOT/ci/setup.sh" host cross abi >&2
-        dak_configure "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-            -DCMAKE_TOOLCHAIN_FILE="$DAK_ROOT/cmake/toolchain-armhf.cmake" \
+        dak_preset_configure armhf "$build_dir" \
             -DDAK_BUILD_TESTS=OFF -DDAK_BUILD_TOOLS=OFF -DDAK_BUILD_BENCH=OFF >&2
         dak_build "$build_dir" dak-time >&2
     fi

@@ -12,6 +12,6 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/build}"
 "$DAK_ROOT/ci/setup.sh" host >&2
-dak_configure "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo >&2
+dak_preset_configure dev "$build_dir" >&2
 dak_build "$build_dir" dak-time-sim >&2
 exec "$build_dir/tools/dak-time-sim" "$@"

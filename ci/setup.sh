@@ -15,6 +15,9 @@
 #   lint   clang-format and clang-tidy
 #   fuzz   clang-14 with libFuzzer and the sanitizer runtimes
 #   docs   Doxygen and help2man (API reference, manual page)
+#   external  pkg-config (ci/check-external.sh)
+#   deb    debhelper, lintian and the tools of a native package build
+#   deb-cross  the armhf build dependencies of a cross package build
 #   all    every group
 set -euo pipefail
 
@@ -36,13 +39,18 @@ for group in "${groups[@]}"; do
         lint) wanted+=(clang-format clang-tidy clang-tidy-14) ;;
         fuzz) wanted+=(clang-14 libclang-rt-14-dev) ;;
         docs) wanted+=(doxygen help2man) ;;
+        external) wanted+=(pkg-config) ;;
+        deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man) ;;
+        deb-cross) wanted+=(crossbuild-essential-armhf libboost-dev:armhf)
+                   need_armhf_arch=1 ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                       libbenchmark-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
-                      libclang-rt-14-dev doxygen help2man)
+                      libclang-rt-14-dev doxygen help2man pkg-config dpkg-dev debhelper fakeroot
+                      lintian crossbuild-essential-armhf libboost-dev:armhf)
              need_armhf_arch=1 ;;
-        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz docs all)" >&2; exit 2 ;;
+        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz docs external deb deb-cross all)" >&2; exit 2 ;;
     esac
 done
 

@@ -27,31 +27,13 @@ while [[ $# -gt 0 ]]; do
     esac
 done
 
-cmake_args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
-ctest_args=(--timeout 300)
+# Each variant is the configure, build and test preset of the same name in
+# CMakePresets.json (host: dev); only the machine set-up is chosen here.
 setup_groups=(host)
 case "$variant" in
-    host)
-        default_dir=build ;;
-    asan)
-        default_dir=build-asan
-        cmake_args+=(-DDAK_SANITIZE=address,undefined -DDAK_BUILD_BENCH=OFF)
-        export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0:strict_string_checks=1}"
-        export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" ;;
-    tsan)
-        default_dir=build-tsan
-        cmake_args+=(-DDAK_SANITIZE=thread -DDAK_BUILD_BENCH=OFF)
-        export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" ;;
-    i686)
-        default_dir=build-i686
-        setup_groups+=(cross)
-        cmake_args+=(-DCMAKE_TOOLCHAIN_FILE="$DAK_ROOT/cmake/toolchain-i686.cmake") ;;
-    armhf)
-        default_dir=build-armhf
-        setup_groups+=(cross)
-        cmake_args+=(-DCMAKE_TOOLCHAIN_FILE="$DAK_ROOT/cmake/toolchain-armhf.cmake")
-        # User-mode emulation is some 5-20 times slower than native.
-        ctest_args=(--timeout 900) ;;
+    host) preset=dev; default_dir=build ;;
+    asan|tsan) preset=$variant; default_dir=build-$variant ;;
+    i686|armhf) preset=$variant; default_dir=build-$variant; setup_groups+=(cross) ;;
     *)
         echo "test.sh: unknown variant '$variant' (host asan tsan i686 armhf)" >&2
         exit 2 ;;
@@ -61,6 +43,6 @@ build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/$default_dir}"
 "$DAK_ROOT/ci/setup.sh" "${setup_groups[@]}"
 
 echo "== test.sh: $variant build in $build_dir"
-dak_configure "$build_dir" "${cmake_args[@]}"
+dak_preset_configure "$preset" "$build_dir"
 dak_build "$build_dir"
-dak_ctest "$build_dir" "${ctest_args[@]}"
+dak_preset_ctest "$preset" "$build_dir"
