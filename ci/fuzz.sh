@@ -20,9 +20,7 @@ build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/build-fuzz}"
 "$DAK_ROOT/ci/setup.sh" host fuzz
 
 echo "== fuzz.sh: clang-14 libFuzzer build in $build_dir"
-dak_configure "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 \
-    -DDAK_BUILD_FUZZ=ON -DDAK_SANITIZE=address,undefined -DDAK_BUILD_TESTS=OFF \
-    -DDAK_BUILD_BENCH=OFF
+dak_preset_configure fuzz "$build_dir"
 mapfile -t fuzzers < "$build_dir/fuzzers.txt"
 targets=()
 for entry in "${fuzzers[@]}"; do
