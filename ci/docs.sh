@@ -15,7 +15,7 @@ build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/build}"
 echo "== docs.sh: API reference and manual page in $build_dir"
 # Configured anew, so that a build folder made before help2man and Doxygen
 # were installed finds them now; an existing folder keeps its other settings.
-cmake -S "$DAK_ROOT" -B "$build_dir" -DDAK_BUILD_MANPAGE=ON
+dak_preset_configure dev "$build_dir" -DDAK_BUILD_MANPAGE=ON
 dak_build "$build_dir" docs man
 echo "docs.sh: $build_dir/docs/api/html/index.html"
 echo "docs.sh: $build_dir/docs/dak-time-sim.1"
