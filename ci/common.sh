@@ -15,11 +15,26 @@ dak_preset_configure() {
 
 # dak_preset_ctest PRESET BUILD_DIR [CTEST_ARGS...]: runs every test of
 # BUILD_DIR with a test preset's options and prints CTest's summary; fails
-# when a test fails or when there is none.
+# when a test fails or when there is none. CTest 3.25 runs a test preset in
+# its configure preset's binaryDir whenever that folder exists, whatever
+# --test-dir says, so the preset is run from a throw-away presets file that
+# includes the project's and only moves the build folder.
 dak_preset_ctest() {
     local preset="$1" build_dir="$2"
     shift 2
-    (cd "$DAK_ROOT" && ctest --preset "$preset" --test-dir "$build_dir" "$@")
+    local presets_dir status=0
+    presets_dir="$(mktemp -d)"
+    cat >"$presets_dir/CMakePresets.json" <<EOF
+{
+  "version": 6,
+  "include": ["$DAK_ROOT/CMakePresets.json"],
+  "configurePresets": [{ "name": "in-build-dir", "inherits": "$preset", "binaryDir": "$build_dir" }],
+  "testPresets": [{ "name": "in-build-dir", "inherits": "$preset", "configurePreset": "in-build-dir" }]
+}
+EOF
+    (cd "$presets_dir" && ctest --preset in-build-dir "$@") || status=$?
+    rm -rf "$presets_dir"
+    return "$status"
 }
 
 # dak_build BUILD_DIR [TARGET...]
