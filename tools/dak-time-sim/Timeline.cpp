@@ -200,10 +200,11 @@ struct DifferenceTick {
     int64_t seconds;
     const char* label;
 };
-constexpr std::array<DifferenceTick, 9> kDifferenceTicks = {{
+constexpr std::array<DifferenceTick, 10> kDifferenceTicks = {{
     {1, "1 s"},
     {10, "10 s"},
     {60, "1 min"},
+    {600, "10 min"},
     {3600, "1 h"},
     {86400, "1 day"},
     {2592000, "30 days"},
@@ -630,9 +631,9 @@ std::string Timeline::Svg() const
     key("<line x1=\"" + Number(x + 10) + "\" y1=\"" + Number(y - 7) + "\" x2=\"" + Number(x + 10) +
             "\" y2=\"" + Number(y + 7) + "\" stroke=\"#d62728\"/>\n",
         "sync");
-    key("<circle cx=\"" + Number(x + 6) + "\" cy=\"" + Number(y) +
-            "\" r=\"5\" fill=\"#555\"/><circle cx=\"" + Number(x + 18) + "\" cy=\"" + Number(y) +
-            "\" r=\"5\" fill=\"white\" stroke=\"#555\" stroke-width=\"2\"/>\n",
+    key("<circle cx=\"" + Number(x + 4) + "\" cy=\"" + Number(y) +
+            "\" r=\"4\" fill=\"#555\"/><circle cx=\"" + Number(x + 15) + "\" cy=\"" + Number(y) +
+            "\" r=\"4\" fill=\"white\" stroke=\"#555\" stroke-width=\"1.5\"/>\n",
         "setting accepted / refused");
     x = 10;
     const double typesY = 74;
