@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <set>
+#include <utility>
 
 #include "TimeText.h"
 #include "Vocabulary.h"
@@ -107,6 +108,9 @@ std::string Escape(const std::string& text)
             case '"':
                 out += "&quot;";
                 break;
+            case '\'':
+                out += "&#39;";
+                break;
             default:
                 // Control characters are not allowed in XML 1.0.
                 if (static_cast<unsigned char>(c) >= 0x20 || c == '\t') {
@@ -137,18 +141,18 @@ double Compress(int64_t seconds)
 // share of the steps, half its share of virtual time.
 class Scale {
 public:
-    Scale(const std::vector<uint64_t>& stepStarts, uint64_t endMs)
-        : m_starts(stepStarts), m_endMs(endMs)
+    Scale(std::vector<uint64_t> stepStarts, uint64_t endMs)
+        : m_starts(std::move(stepStarts)), m_endMs(endMs)
     {
         if (m_starts.empty()) {
             m_starts.push_back(0);
         }
-        const double steps = static_cast<double>(m_starts.size());
+        const auto steps = static_cast<double>(m_starts.size());
         const double timeShare = m_endMs > 0 ? 0.5 : 0.0;
         double x = kLeft;
         for (size_t i = 0; i < m_starts.size(); ++i) {
             const uint64_t end = i + 1 < m_starts.size() ? m_starts[i + 1] : m_endMs;
-            const double duration = static_cast<double>(end - std::min(end, m_starts[i]));
+            const auto duration = static_cast<double>(end - std::min(end, m_starts[i]));
             const double width =
                 kPlotWidth *
                 ((1.0 - timeShare) / steps +
@@ -230,22 +234,22 @@ uint64_t AxisStep(uint64_t endMs)
 
 void Line(std::string& svg, double x1, double y1, double x2, double y2, const std::string& style)
 {
-    svg += "<line x1=\"" + Number(x1) + "\" y1=\"" + Number(y1) + "\" x2=\"" + Number(x2) +
-           "\" y2=\"" + Number(y2) + "\" " + style + "/>\n";
+    svg += "<line x1='" + Number(x1) + "' y1='" + Number(y1) + "' x2='" + Number(x2) + "' y2='" +
+           Number(y2) + "' " + style + "/>\n";
 }
 
 void Text(std::string& svg, double x, double y, const std::string& text,
           const std::string& style = "")
 {
-    svg += "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\"" +
+    svg += "<text x='" + Number(x) + "' y='" + Number(y) + "'" +
            (style.empty() ? "" : " " + style) + ">" + Escape(text) + "</text>\n";
 }
 
 void Rect(std::string& svg, double x, double y, double width, double height,
           const std::string& style)
 {
-    svg += "<rect x=\"" + Number(x) + "\" y=\"" + Number(y) + "\" width=\"" +
-           Number(std::max(width, 0.5)) + "\" height=\"" + Number(height) + "\" " + style + "/>\n";
+    svg += "<rect x='" + Number(x) + "' y='" + Number(y) + "' width='" +
+           Number(std::max(width, 0.5)) + "' height='" + Number(height) + "' " + style + "/>\n";
 }
 
 // A series as a step line: each value holds until the next.
@@ -262,7 +266,7 @@ void StepLine(std::string& svg, const Scale& scale,
         path += (i == 0 ? "M" : " H") + Number(x) + (i == 0 ? " " + Number(y) : " V" + Number(y));
     }
     path += " H" + Number(scale.Right());
-    svg += "<path d=\"" + path + "\" fill=\"none\" " + style + "/>\n";
+    svg += "<path d='" + path + "' fill='none' " + style + "/>\n";
 }
 
 }  // namespace
@@ -437,21 +441,20 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
     }
     scale.limit = largest * 1.05;
 
-    Text(svg, 10, top + 18, band.name, "font-weight=\"bold\" font-size=\"15\"");
+    Text(svg, 10, top + 18, band.name, "font-weight='bold' font-size='15'");
     Text(svg, kLeft + kPlotWidth, top + 18,
          std::string("difference from the reference line: ") +
              (band.reference ? "the time the library first gave the platform clock"
                              : "the platform clock at the start") +
              ", running on with virtual time (half the width goes to steps, half to time)",
-         "text-anchor=\"end\" font-size=\"10\" fill=\"#555\"");
+         "text-anchor='end' font-size='10' fill='#555'");
 
     // The difference axis.
     const double plotBottom = scale.plotTop + kPlotHeight;
     Rect(svg, kLeft, scale.plotTop, kPlotWidth, kPlotHeight,
-         "fill=\"#fbfbfb\" stroke=\"#999\" stroke-width=\"0.5\"");
-    Line(svg, kLeft, scale.Y(0), kLeft + kPlotWidth, scale.Y(0),
-         "stroke=\"#444\" stroke-width=\"1\"");
-    Text(svg, kLeft - 6, scale.Y(0) + 4, "0", "text-anchor=\"end\" font-size=\"11\"");
+         "fill='#fbfbfb' stroke='#999' stroke-width='0.5'");
+    Line(svg, kLeft, scale.Y(0), kLeft + kPlotWidth, scale.Y(0), "stroke='#444' stroke-width='1'");
+    Text(svg, kLeft - 6, scale.Y(0) + 4, "0", "text-anchor='end' font-size='11'");
     double lastLabel = scale.Y(0);
     for (const DifferenceTick& tick : kDifferenceTicks) {
         if (Compress(tick.seconds) > scale.limit) {
@@ -464,9 +467,9 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
         lastLabel = scale.Y(tick.seconds);
         for (const int sign : {1, -1}) {
             const double y = scale.Y(sign * tick.seconds);
-            Line(svg, kLeft, y, kLeft + kPlotWidth, y, "stroke=\"#e4e4e4\" stroke-width=\"0.5\"");
+            Line(svg, kLeft, y, kLeft + kPlotWidth, y, "stroke='#e4e4e4' stroke-width='0.5'");
             Text(svg, kLeft - 6, y + 4, std::string(sign > 0 ? "+" : "\u2212") + tick.label,
-                 "text-anchor=\"end\" font-size=\"11\"");
+                 "text-anchor='end' font-size='11'");
         }
     }
 
@@ -476,7 +479,7 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
     for (uint64_t t = 0; t <= band.endMs; t += step) {
         const double x = scale.X(t);
         Line(svg, x, scale.plotTop, x, plotBottom + kRows * kRowHeight,
-             "stroke=\"#e4e4e4\" stroke-width=\"0.5\"");
+             "stroke='#e4e4e4' stroke-width='0.5'");
         if (x - lastLabel < 90) {
             continue;
         }
@@ -485,9 +488,9 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
                                            static_cast<int64_t>(t / 1000U));
         const double labelTop = plotBottom + kRows * kRowHeight;
         Text(svg, x, labelTop + 15, iso.substr(11, 8) + " UTC",
-             "text-anchor=\"middle\" font-size=\"11\"");
+             "text-anchor='middle' font-size='11'");
         Text(svg, x, labelTop + 29, iso.substr(0, 10),
-             "text-anchor=\"middle\" font-size=\"10\" fill=\"#555\"");
+             "text-anchor='middle' font-size='10' fill='#555'");
     }
 
     // The clocks.
@@ -501,25 +504,22 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
     };
     // The hardware clock over the platform clock: where they agree, both show.
     StepLine(svg, scale, points(band.platform),
-             std::string("stroke=\"") + kPlatformColour + "\" stroke-width=\"3.5\"");
-    StepLine(
-        svg, scale, points(band.rtc),
-        std::string("stroke=\"") + kRtcColour + "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"");
+             std::string("stroke='") + kPlatformColour + "' stroke-width='3.5'");
+    StepLine(svg, scale, points(band.rtc),
+             std::string("stroke='") + kRtcColour + "' stroke-width='1.5' stroke-dasharray='6 4'");
     size_t streamIndex = 0;
     for (const auto& stream : band.streams) {
         const char* colour = kStreamColours.at(streamIndex++ % kStreamColours.size());
-        StepLine(
-            svg, scale, points(stream.second),
-            std::string("stroke=\"") + colour + "\" stroke-width=\"1.5\" stroke-dasharray=\"2 2\"");
+        StepLine(svg, scale, points(stream.second),
+                 std::string("stroke='") + colour + "' stroke-width='1.5' stroke-dasharray='2 2'");
         for (const Point& point : stream.second.points) {
-            svg += "<circle cx=\"" + Number(scale.X(point.t, point.step)) + "\" cy=\"" +
-                   Number(scale.Y(point.value - shift)) + "\" r=\"2.5\" fill=\"" + colour +
-                   "\"/>\n";
+            svg += "<circle cx='" + Number(scale.X(point.t, point.step)) + "' cy='" +
+                   Number(scale.Y(point.value - shift)) + "' r='2.5' fill='" + colour + "'/>\n";
         }
         if (!stream.second.points.empty()) {
             Text(svg, kLeft + kPlotWidth - 4,
                  scale.Y(stream.second.points.back().value - shift) - 4, "stream " + stream.first,
-                 std::string("text-anchor=\"end\" font-size=\"10\" fill=\"") + colour + "\"");
+                 std::string("text-anchor='end' font-size='10' fill='") + colour + "'");
         }
     }
 
@@ -529,24 +529,25 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
     for (int row = 0; row < kRows; ++row) {
         const double y = plotBottom + row * kRowHeight;
         Text(svg, kLeft - 6, y + 14, names.at(static_cast<size_t>(row)),
-             "text-anchor=\"end\" font-size=\"11\"");
-        Rect(svg, kLeft, y + 2, kPlotWidth, kRowHeight - 4, "fill=\"#f4f4f4\"");
+             "text-anchor='end' font-size='11'");
+        Rect(svg, kLeft, y + 2, kPlotWidth, kRowHeight - 4, "fill='#f4f4f4'");
     }
     // Settings: filled accepted, hollow refused.
     const double settingsMiddle = plotBottom + kRowHeight / 2.0;
     for (const Marker& marker : band.markers) {
         const std::string colour = SetTypeColour(marker.type);
-        svg += "<circle cx=\"" + Number(scale.X(marker.t, marker.step)) + "\" cy=\"" +
-               Number(settingsMiddle) + "\" r=\"5\" " +
-               (marker.accepted ? "fill=\"" + colour + "\" stroke=\"" + colour + "\""
-                                : "fill=\"white\" stroke=\"" + colour + "\" stroke-width=\"2\"") +
-               "><title>" + Escape(SetTypeName(marker.type)) +
-               (marker.accepted ? " accepted" : " refused") + "</title></circle>\n";
+        std::string paint = marker.accepted ? "fill='" : "fill='white' stroke-width='2' stroke='";
+        paint += colour;
+        paint += marker.accepted ? "' stroke='" + colour + "'" : std::string("'");
+        svg += "<circle cx='" + Number(scale.X(marker.t, marker.step)) + "' cy='" +
+               Number(settingsMiddle) + "' r='5' " + paint + "><title>" +
+               Escape(SetTypeName(marker.type)) + (marker.accepted ? " accepted" : " refused") +
+               "</title></circle>\n";
     }
     if (band.markersDropped > 0) {
         Text(svg, kLeft + kPlotWidth, settingsMiddle + 4,
              "+" + std::to_string(band.markersDropped) + " not drawn",
-             "text-anchor=\"end\" font-size=\"10\"");
+             "text-anchor='end' font-size='10'");
     }
     auto drawTicks = [&svg, &scale](const std::vector<Ticks>& runs, double y, const char* colour) {
         for (const Ticks& run : runs) {
@@ -555,13 +556,13 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
             if (run.count > 1 && (last - first) / static_cast<double>(run.count - 1) < 3) {
                 // Too dense to tell apart: one shaded span.
                 Rect(svg, first, y + 4, last - first, kRowHeight - 8,
-                     std::string("fill=\"") + colour + "\" fill-opacity=\"0.45\"");
+                     std::string("fill='") + colour + "' fill-opacity='0.45'");
                 continue;
             }
             for (uint64_t i = 0; i < run.count; ++i) {
                 const double x = scale.X(run.first + run.period * i);
                 Line(svg, x, y + 4, x, y + kRowHeight - 4,
-                     std::string("stroke=\"") + colour + "\" stroke-width=\"1\"");
+                     std::string("stroke='") + colour + "' stroke-width='1'");
             }
         }
     };
@@ -581,12 +582,12 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
                                   ? scale.X(series.points[i + 1].t, series.points[i + 1].step)
                                   : scale.Right();
             const double width = to - x;
-            svg += "<rect x=\"" + Number(x) + "\" y=\"" + Number(y + 2) + "\" width=\"" +
-                   Number(std::max(width, 0.5)) + "\" height=\"" + Number(kRowHeight - 4) +
-                   "\" fill=\"" + colour(series.points[i].value) + "\"><title>" +
+            svg += "<rect x='" + Number(x) + "' y='" + Number(y + 2) + "' width='" +
+                   Number(std::max(width, 0.5)) + "' height='" + Number(kRowHeight - 4) +
+                   "' fill='" + colour(series.points[i].value) + "'><title>" +
                    Escape(name(series.points[i].value)) + "</title></rect>\n";
             if (width > 60) {
-                Text(svg, x + 3, y + 14, name(series.points[i].value), "font-size=\"10\"");
+                Text(svg, x + 3, y + 14, name(series.points[i].value), "font-size='10'");
             }
         }
     };
@@ -599,63 +600,62 @@ std::string Timeline::Svg() const
     const int height =
         kHeaderHeight + static_cast<int>(m_bands.size()) * (kBandHeight + kBandGap) + 10;
     std::string svg =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" +
-        std::to_string(kWidth) + "\" height=\"" + std::to_string(height) + "\" viewBox=\"0 0 " +
+        "<?xml version='1.0' encoding='UTF-8'?>\n"
+        "<svg xmlns='http://www.w3.org/2000/svg' width='" +
+        std::to_string(kWidth) + "' height='" + std::to_string(height) + "' viewBox='0 0 " +
         std::to_string(kWidth) + " " + std::to_string(height) +
-        "\" font-family=\"DejaVu Sans, Verdana, sans-serif\">\n"
+        "' font-family='DejaVu Sans, Verdana, sans-serif'>\n"
         "<title>dak-time-sim timeline</title>\n";
-    Rect(svg, 0, 0, kWidth, height, "fill=\"white\"");
+    Rect(svg, 0, 0, kWidth, height, "fill='white'");
     Text(svg, 10, 22, "dak-time-sim timeline: the clocks over virtual time",
-         "font-weight=\"bold\" font-size=\"16\"");
+         "font-weight='bold' font-size='16'");
 
     // The legend.
     double x = 10;
     const double y = 48;
     auto key = [&svg, &x, y](const std::string& swatch, const std::string& label) {
         svg += swatch;
-        Text(svg, x + 26, y + 4, label, "font-size=\"11\"");
+        Text(svg, x + 26, y + 4, label, "font-size='11'");
         x += 34 + 6.5 * static_cast<double>(label.size());
     };
-    key("<line x1=\"" + Number(x) + "\" y1=\"" + Number(y) + "\" x2=\"" + Number(x + 20) +
-            "\" y2=\"" + Number(y) + "\" stroke=\"" + kPlatformColour + "\" stroke-width=\"2\"/>\n",
+    key("<line x1='" + Number(x) + "' y1='" + Number(y) + "' x2='" + Number(x + 20) + "' y2='" +
+            Number(y) + "' stroke='" + kPlatformColour + "' stroke-width='2'/>\n",
         "platform clock");
-    key("<line x1=\"" + Number(x) + "\" y1=\"" + Number(y) + "\" x2=\"" + Number(x + 20) +
-            "\" y2=\"" + Number(y) + "\" stroke=\"" + kRtcColour +
-            "\" stroke-width=\"2\" stroke-dasharray=\"6 3\"/>\n",
+    key("<line x1='" + Number(x) + "' y1='" + Number(y) + "' x2='" + Number(x + 20) + "' y2='" +
+            Number(y) + "' stroke='" + kRtcColour + "' stroke-width='2' stroke-dasharray='6 3'/>\n",
         "hardware clock");
-    key("<line x1=\"" + Number(x) + "\" y1=\"" + Number(y) + "\" x2=\"" + Number(x + 20) +
-            "\" y2=\"" + Number(y) + "\" stroke=\"" + kStreamColours[0] +
-            "\" stroke-width=\"1.5\" stroke-dasharray=\"2 2\"/>\n",
+    key("<line x1='" + Number(x) + "' y1='" + Number(y) + "' x2='" + Number(x + 20) + "' y2='" +
+            Number(y) + "' stroke='" + kStreamColours[0] +
+            "' stroke-width='1.5' stroke-dasharray='2 2'/>\n",
         "stream clock (dot: a time handed over)");
-    key("<line x1=\"" + Number(x + 10) + "\" y1=\"" + Number(y - 7) + "\" x2=\"" + Number(x + 10) +
-            "\" y2=\"" + Number(y + 7) + "\" stroke=\"#d62728\"/>\n",
+    key("<line x1='" + Number(x + 10) + "' y1='" + Number(y - 7) + "' x2='" + Number(x + 10) +
+            "' y2='" + Number(y + 7) + "' stroke='#d62728'/>\n",
         "sync");
-    key("<circle cx=\"" + Number(x + 4) + "\" cy=\"" + Number(y) +
-            "\" r=\"4\" fill=\"#555\"/><circle cx=\"" + Number(x + 15) + "\" cy=\"" + Number(y) +
-            "\" r=\"4\" fill=\"white\" stroke=\"#555\" stroke-width=\"1.5\"/>\n",
+    key("<circle cx='" + Number(x + 4) + "' cy='" + Number(y) +
+            "' r='4' fill='#555'/><circle cx='" + Number(x + 15) + "' cy='" + Number(y) +
+            "' r='4' fill='white' stroke='#555' stroke-width='1.5'/>\n",
         "setting accepted / refused");
     x = 10;
     const double typesY = 74;
-    Text(svg, x, typesY + 4, "setting types:", "font-size=\"11\"");
+    Text(svg, x, typesY + 4, "setting types:", "font-size='11'");
     x += 90;
     for (const int64_t type : {0, 1, 2, 4, 5, 6, 7}) {
-        svg += "<circle cx=\"" + Number(x + 6) + "\" cy=\"" + Number(typesY) +
-               "\" r=\"5\" fill=\"" + SetTypeColour(type) + "\"/>\n";
+        svg += "<circle cx='" + Number(x + 6) + "' cy='" + Number(typesY) + "' r='5' fill='" +
+               SetTypeColour(type) + "'/>\n";
         const std::string name = SetTypeName(type).substr(8);  // after "SetType_"
-        Text(svg, x + 14, typesY + 4, name, "font-size=\"11\"");
+        Text(svg, x + 14, typesY + 4, name, "font-size='11'");
         x += 26 + 6.5 * static_cast<double>(name.size());
     }
     x += 20;
-    Text(svg, x, typesY + 4, "reason / auto clock:", "font-size=\"11\"");
+    Text(svg, x, typesY + 4, "reason / auto clock:", "font-size='11'");
     x += 120;
     for (const auto& [colour, label] :
          std::array<std::pair<const char*, const char*>, 4>{{{ReasonColour(0), "init / max"},
                                                              {ReasonColour(1), "micom"},
                                                              {ReasonColour(2), "net"},
                                                              {ReasonColour(3), "stream"}}}) {
-        Rect(svg, x, typesY - 6, 14, 12, std::string("fill=\"") + colour + "\"");
-        Text(svg, x + 18, typesY + 4, label, "font-size=\"11\"");
+        Rect(svg, x, typesY - 6, 14, 12, std::string("fill='") + colour + "'");
+        Text(svg, x + 18, typesY + 4, label, "font-size='11'");
         x += 30 + 6.5 * static_cast<double>(std::string(label).size());
     }
 

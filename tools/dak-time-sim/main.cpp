@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -119,9 +120,7 @@ bool ReadFile(const std::string& path, std::string& text, std::string& problem)
     return true;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
     daksim::RunOptions options;
     std::vector<std::string> paths;
@@ -258,4 +257,19 @@ int main(int argc, char** argv)
         return kExitBadInput;
     }
     return total.failed > 0 ? kExitFailed : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // Nothing is meant to throw but running out of memory: said plainly.
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "dak-time-sim: %s\n", error.what());
+    } catch (...) {
+        std::fputs("dak-time-sim: unexpected failure\n", stderr);
+    }
+    return kExitBadInput;
 }
