@@ -278,10 +278,6 @@ void Timeline::Series::Add(uint64_t t, size_t step, int64_t value, int64_t slack
         if (value >= last - slack && value <= last + slack) {
             return;
         }
-        if (points.back().t == t && points.back().step == step) {
-            points.back().value = value;
-            return;
-        }
     }
     if (points.size() >= kMaxPoints) {
         ++dropped;
@@ -508,6 +504,7 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
     StepLine(svg, scale, points(band.rtc),
              std::string("stroke='") + kRtcColour + "' stroke-width='1.5' stroke-dasharray='6 4'");
     size_t streamIndex = 0;
+    std::vector<double> labelled;
     for (const auto& stream : band.streams) {
         const char* colour = kStreamColours.at(streamIndex++ % kStreamColours.size());
         StepLine(svg, scale, points(stream.second),
@@ -517,8 +514,14 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
                    Number(scale.Y(point.value - shift)) + "' r='2.5' fill='" + colour + "'/>\n";
         }
         if (!stream.second.points.empty()) {
-            Text(svg, kLeft + kPlotWidth - 4,
-                 scale.Y(stream.second.points.back().value - shift) - 4, "stream " + stream.first,
+            // Clocks that end together get their names one under the other.
+            double y = scale.Y(stream.second.points.back().value - shift) - 4;
+            while (std::any_of(labelled.begin(), labelled.end(),
+                               [y](double taken) { return std::fabs(taken - y) < 11; })) {
+                y += 11;
+            }
+            labelled.push_back(y);
+            Text(svg, kLeft + kPlotWidth - 4, y, "stream " + stream.first,
                  std::string("text-anchor='end' font-size='10' fill='") + colour + "'");
         }
     }
