@@ -226,8 +226,17 @@ int Run(int argc, char** argv)
         }
         options.trace = &trace;
     }
+    // The picture is written at the end, but a path it cannot go to is
+    // found before anything runs.
     daksim::Timeline timeline;
+    std::ofstream svg;
     if (!timelinePath.empty()) {
+        svg.open(timelinePath, std::ios::binary | std::ios::trunc);
+        if (!svg) {
+            std::fprintf(stderr, "%s: cannot write the timeline: %s\n", timelinePath.c_str(),
+                         std::strerror(errno));
+            return kExitBadInput;
+        }
         options.timeline = &timeline;
     }
 
@@ -245,7 +254,6 @@ int Run(int argc, char** argv)
     std::fclose(out);
 
     if (!timelinePath.empty()) {
-        std::ofstream svg(timelinePath, std::ios::binary | std::ios::trunc);
         svg << timeline.Svg();
         if (!svg.flush()) {
             std::fprintf(stderr, "%s: cannot write the timeline\n", timelinePath.c_str());
