@@ -213,9 +213,10 @@ public:
     // A write through TCVConfProvider.
     virtual void SettingWritten(Setting /*setting*/, int /*value*/) {}
     // An RTC_RD_TIME / RTC_SET_TIME request on the hardware clock: whether it
-    // succeeded, and the time it read or was asked to write.
-    virtual void RtcRead(bool /*ok*/, int64_t /*utc*/) {}
-    virtual void RtcWritten(bool /*ok*/, int64_t /*utc*/) {}
+    // succeeded, and the time it read or was asked to write (none when it
+    // failed to read, or the registers are not a calendar time).
+    virtual void RtcRead(bool /*ok*/, std::optional<int64_t> /*utc*/) {}
+    virtual void RtcWritten(bool /*ok*/, std::optional<int64_t> /*utc*/) {}
     // BPTime_set_current_time and what it returned (0: the clock was set).
     virtual void ClockSet(int /*result*/, uint32_t /*utc*/) {}
     // TIEventManager::SendSignal.

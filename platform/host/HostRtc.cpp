@@ -26,6 +26,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <optional>
 
 #include "DakHostControl.h"
 #include "HostInternal.h"
@@ -259,8 +260,12 @@ void NotifyObserver(unsigned long request, const void* arg, int result)
     }
     rtc_time time{};
     std::memcpy(&time, arg, sizeof time);
-    // A failed read leaves the caller's record as it was: no time to tell.
-    const int64_t utc = request == RTC_RD_TIME && result != 0 ? 0 : UtcOfRtcTime(time);
+    // A failed read leaves the caller's record as it was, and registers
+    // played verbatim need not be a calendar time: no time to tell then.
+    std::optional<int64_t> utc;
+    if ((request != RTC_RD_TIME || result == 0) && ValidRtcTime(time)) {
+        utc = UtcOfRtcTime(time);
+    }
     if (request == RTC_RD_TIME) {
         observer->RtcRead(result == 0, utc);
     } else {

@@ -206,21 +206,30 @@ void Journal::Store(dakhost::Setting setting, int value, bool byLibrary)
     }
 }
 
-void Journal::RtcRead(bool ok, int64_t utc)
+void Journal::RtcRead(bool ok, std::optional<int64_t> utc)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     TraceRecord record("rtc_read", Stamp(), m_file);
     record.Bool("ok", ok);
-    if (ok) {
-        record.Int("time", utc);
+    if (utc) {
+        record.Int("time", *utc);
+    } else if (ok) {
+        record.Bool("calendar", false);
     }
     Write(record);
 }
 
-void Journal::RtcWrite(bool ok, int64_t utc)
+void Journal::RtcWrite(bool ok, std::optional<int64_t> utc)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    Write(TraceRecord("rtc_write", Stamp(), m_file).Bool("ok", ok).Int("time", utc));
+    TraceRecord record("rtc_write", Stamp(), m_file);
+    record.Bool("ok", ok);
+    if (utc) {
+        record.Int("time", *utc);
+    } else {
+        record.Bool("calendar", false);
+    }
+    Write(record);
 }
 
 void Journal::ClockSet(int result, uint32_t utc)

@@ -41,8 +41,9 @@ public:
     void Sync(const Decisions::Sync& sync);
     // A settings-store write, by the library (`byLibrary`) or by a step.
     void Store(dakhost::Setting setting, int value, bool byLibrary);
-    void RtcRead(bool ok, int64_t utc);
-    void RtcWrite(bool ok, int64_t utc);
+    // `utc` none: not a calendar time (or the read failed).
+    void RtcRead(bool ok, std::optional<int64_t> utc);
+    void RtcWrite(bool ok, std::optional<int64_t> utc);
     void ClockSet(int result, uint32_t utc);
     // A stream clock was handed a time by a step; `result` what the call said.
     void StreamSet(const std::string& handle, int64_t utc, bool result);

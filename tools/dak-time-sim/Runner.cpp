@@ -181,8 +181,8 @@ public:
         }
         m_journal.Store(setting, value, true);
     }
-    void RtcRead(bool ok, int64_t utc) override { m_journal.RtcRead(ok, utc); }
-    void RtcWritten(bool ok, int64_t utc) override { m_journal.RtcWrite(ok, utc); }
+    void RtcRead(bool ok, std::optional<int64_t> utc) override { m_journal.RtcRead(ok, utc); }
+    void RtcWritten(bool ok, std::optional<int64_t> utc) override { m_journal.RtcWrite(ok, utc); }
     void ClockSet(int result, uint32_t utc) override { m_journal.ClockSet(result, utc); }
 
     void SignalSent(const dakhost::SignalRecord& signal) override
