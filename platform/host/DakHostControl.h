@@ -148,8 +148,8 @@ DAK_PLATFORM_API void UseVirtualTime(bool on);
 // Moves the platform clock and the hardware clock forward by `ms`; every
 // alarm period that ends inside it, or exactly at its end, fires at its
 // moment (the clocks stand there), each followed by WaitIdle(). Firings go in
-// time order, alarms due together in creation order; the alarm's own thread
-// posts and Advance waits until it has. The clocks move by the elapsed time,
+// time order, alarms due together in creation order, each posted from the
+// calling thread on the alarm's behalf. The clocks move by the elapsed time,
 // so a clock set meanwhile moves on from its new value. Without virtual time
 // only the clocks move. Not to be called from a task's handler.
 DAK_PLATFORM_API void Advance(uint64_t ms);
@@ -194,6 +194,42 @@ DAK_PLATFORM_API void SetLogToStderr(bool on);
 DAK_PLATFORM_API void CaptureStdout(bool on);
 DAK_PLATFORM_API void CollectStdout();
 DAK_PLATFORM_API int OriginalStdout();
+
+// ---- observer ----------------------------------------------------------------
+
+// What the platform sees the library do, told as it happens on the thread
+// that did it, with no platform lock held (an observer may read the
+// controls). For a tool that records a run; at most one at a time, kept over
+// Reset(). Every call is a no-op by default.
+class DAK_PLATFORM_API Observer {
+public:
+    Observer() = default;
+    virtual ~Observer();
+    Observer(const Observer&) = delete;
+    Observer& operator=(const Observer&) = delete;
+    Observer(Observer&&) = delete;
+    Observer& operator=(Observer&&) = delete;
+
+    // A write through TCVConfProvider.
+    virtual void SettingWritten(Setting /*setting*/, int /*value*/) {}
+    // An RTC_RD_TIME / RTC_SET_TIME request on the hardware clock: whether it
+    // succeeded, and the time it read or was asked to write (none when it
+    // failed to read, or the registers are not a calendar time).
+    virtual void RtcRead(bool /*ok*/, std::optional<int64_t> /*utc*/) {}
+    virtual void RtcWritten(bool /*ok*/, std::optional<int64_t> /*utc*/) {}
+    // BPTime_set_current_time and what it returned (0: the clock was set).
+    virtual void ClockSet(int /*result*/, uint32_t /*utc*/) {}
+    // TIEventManager::SendSignal.
+    virtual void SignalSent(const SignalRecord& /*signal*/) {}
+    // Advance() has moved virtual time to an alarm period's end and is about
+    // to post the alarm's event.
+    virtual void AlarmDue(uint64_t /*virtualMs*/, unsigned short /*eventId*/) {}
+};
+// Null: none.
+DAK_PLATFORM_API void SetObserver(Observer* observer);
+
+// The virtual elapsed time that Advance() moves, in milliseconds since Reset().
+DAK_PLATFORM_API uint64_t VirtualElapsedMs();
 
 // ---- library registration ----------------------------------------------------
 

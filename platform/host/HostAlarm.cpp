@@ -263,7 +263,14 @@ void Advance(uint64_t ms)
             ConsumePeriod(*due, true);
         }
         MoveTimeTo(moment);
-        AskPost(due);
+        if (Observer* observer = detail::CurrentObserver()) {
+            observer->AlarmDue(moment, due->eventId);
+        }
+        // Posted from here on the alarm's behalf: the task gets the same
+        // event, and a virtual year of periods is not a million round trips
+        // through the alarm's thread. The state is held, and a target task
+        // already gone is refused by the queue.
+        Post(*due);
         detail::WaitNoPending();
     }
     MoveTimeTo(endMs);
@@ -277,6 +284,11 @@ void FireAlarms()
         AskPost(state);
     }
     detail::WaitNoPending();
+}
+
+uint64_t VirtualElapsedMs()
+{
+    return detail::VirtualNowMs();
 }
 
 int AlarmCount()

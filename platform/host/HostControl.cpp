@@ -1,11 +1,34 @@
-// Back to the initial state of a freshly started set.
+// Back to the initial state of a freshly started set; the observer of a run.
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
 
 #include "DakHostControl.h"
 #include "HostInternal.h"
 
+namespace {
+
+std::atomic<dakhost::Observer*> g_observer{nullptr};
+
+}  // namespace
+
+namespace dakhost::detail {
+
+Observer* CurrentObserver()
+{
+    return g_observer.load();
+}
+
+}  // namespace dakhost::detail
+
 namespace dakhost {
+
+Observer::~Observer() = default;
+
+void SetObserver(Observer* observer)
+{
+    g_observer.store(observer);
+}
 
 void Reset()
 {

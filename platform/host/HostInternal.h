@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "DakHostControl.h"
+
 class TCRWLock;
 class TCTask;
 struct TSEvent;
@@ -41,6 +43,9 @@ void MovePlatformClockMs(uint64_t ms);
 void MoveRtcMs(uint64_t ms);
 void ResetClocks();
 void ResetRtc();
+
+// ---- observer (null: none) ----
+dakhost::Observer* CurrentObserver();
 
 // ---- logs ----
 void ResetLogs();

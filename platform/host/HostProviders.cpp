@@ -116,10 +116,15 @@ int& SettingSlot(Providers& p, dakhost::Setting setting)
 
 void LibraryWrite(dakhost::Setting setting, int value)
 {
-    Providers& p = P();
-    const std::lock_guard<std::mutex> lock(p.lock);
-    SettingSlot(p, setting) = value;
-    p.settingWrites.push_back({setting, value});
+    {
+        Providers& p = P();
+        const std::lock_guard<std::mutex> lock(p.lock);
+        SettingSlot(p, setting) = value;
+        p.settingWrites.push_back({setting, value});
+    }
+    if (dakhost::Observer* observer = dakhost::detail::CurrentObserver()) {
+        observer->SettingWritten(setting, value);
+    }
 }
 
 int Read(dakhost::Setting setting)
@@ -148,9 +153,14 @@ bool HostEventManager::SendSignal(int signalId, void* param, int flags)
     if (param != nullptr) {
         std::memcpy(record.param, param, sizeof record.param);
     }
-    Providers& p = P();
-    const std::lock_guard<std::mutex> lock(p.lock);
-    p.signals.push_back(record);
+    {
+        Providers& p = P();
+        const std::lock_guard<std::mutex> lock(p.lock);
+        p.signals.push_back(record);
+    }
+    if (dakhost::Observer* observer = dakhost::detail::CurrentObserver()) {
+        observer->SignalSent(record);
+    }
     return true;
 }
 
@@ -414,13 +424,19 @@ extern "C" int BPTime_get_current_time(unsigned long* utc)
 
 extern "C" int BPTime_set_current_time(unsigned long utc)
 {
-    Providers& p = P();
-    const std::lock_guard<std::mutex> lock(p.lock);
-    if (p.failClockSet != 0) {
-        return p.failClockSet;
+    int result = 0;
+    {
+        Providers& p = P();
+        const std::lock_guard<std::mutex> lock(p.lock);
+        result = p.failClockSet;
+        if (result == 0) {
+            p.platformClockMs = static_cast<uint64_t>(static_cast<uint32_t>(utc)) * 1000U;
+        }
     }
-    p.platformClockMs = static_cast<uint64_t>(static_cast<uint32_t>(utc)) * 1000U;
-    return 0;
+    if (dakhost::Observer* observer = dakhost::detail::CurrentObserver()) {
+        observer->ClockSet(result, static_cast<uint32_t>(utc));
+    }
+    return result;
 }
 
 // ---- library registration --------------------------------------------------------------

@@ -26,6 +26,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <optional>
 
 #include "DakHostControl.h"
 #include "HostInternal.h"
@@ -249,11 +250,35 @@ DAK_NOT_INSTRUMENTED int RtcIoctl(int fd, unsigned long request, void* arg, bool
     return -1;
 }
 
+// Tells the observer of a read or a write on the fake clock, outside its lock.
+void NotifyObserver(unsigned long request, const void* arg, int result)
+{
+    dakhost::Observer* observer = dakhost::detail::CurrentObserver();
+    if (observer == nullptr || arg == nullptr ||
+        (request != RTC_RD_TIME && request != RTC_SET_TIME)) {
+        return;
+    }
+    rtc_time time{};
+    std::memcpy(&time, arg, sizeof time);
+    // A failed read leaves the caller's record as it was, and registers
+    // played verbatim need not be a calendar time: no time to tell then.
+    std::optional<int64_t> utc;
+    if ((request != RTC_RD_TIME || result == 0) && ValidRtcTime(time)) {
+        utc = UtcOfRtcTime(time);
+    }
+    if (request == RTC_RD_TIME) {
+        observer->RtcRead(result == 0, utc);
+    } else {
+        observer->RtcWritten(result == 0, utc);
+    }
+}
+
 DAK_NOT_INSTRUMENTED int IoctlAny(int fd, unsigned long request, void* arg)
 {
     bool handled = false;
     const int result = RtcIoctl(fd, request, arg, &handled);
     if (handled) {
+        NotifyObserver(request, arg, result);
         return result;
     }
     return static_cast<int>(syscall(SYS_ioctl, fd, request, arg));

@@ -787,7 +787,14 @@ void ParseStep(LineReader& reader, Step& step)
         ParseStream(reader, step);
     } else if (name == "advance") {
         step.kind = StepKind::Advance;
-        step.value = Duration(reader.Next("duration"));
+        const Word& duration = reader.Next("duration");
+        step.value = Duration(duration);
+        // A longer run is a mistake (a unit left out), not a soak test.
+        constexpr int64_t kMaxAdvanceMs = 36525LL * 86400000;  // 100 years of 365.25 days
+        if (step.value > kMaxAdvanceMs) {
+            throw LineError{"advance " + Quote(duration.text) +
+                            " is beyond 100 years (at most 36525d)"};
+        }
         reader.End();
     } else if (name == "expect") {
         ParseExpect(reader, step);

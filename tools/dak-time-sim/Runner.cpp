@@ -3,6 +3,8 @@
 #include <linux/rtc.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -14,6 +16,10 @@
 #include <vector>
 
 #include "DakHostControl.h"
+#include "Decisions.h"
+#include "Journal.h"
+#include "LogText.h"
+#include "LogWindow.h"
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 #include "TimeSettingTypes.h"
@@ -25,9 +31,16 @@ namespace daksim {
 namespace {
 
 constexpr int kSignalTimeUpdated = 108;
-// The host records every line whatever --log-level says: expectations read
-// them all, the option only hides printed lines.
+// While an expectation or the trace can see a line, the host hands over
+// every line whatever --log-level says (the option only hides printed lines);
+// while nothing can, lines are not even formatted.
 constexpr int kRecordEveryLevel = 99;
+constexpr int kRecordNothing = -1;
+// The host keeps a capture of its own that the simulator does not read: it
+// is emptied every so many lines so that it never grows with a long run.
+constexpr unsigned kLinesBetweenClears = 4096;
+// The signals a summary lists one by one.
+constexpr size_t kSignalsListed = 100;
 
 std::string TimeText(int64_t utc)
 {
@@ -81,30 +94,6 @@ std::string Describe(const CallResult& result)
     return "?";
 }
 
-std::string LogLineText(const dakhost::LogLine& line, bool colour)
-{
-    std::string text = line.text;
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
-        text.pop_back();
-    }
-    std::string shown;
-    shown.reserve(text.size());
-    for (const char c : text) {
-        if (c == '\x1b' && !colour) {
-            shown += "\\e";
-        } else if (c == '\n') {
-            shown += "\\n";
-        } else {
-            shown += c;
-        }
-    }
-    if (colour) {
-        shown += "\x1b[0m";
-    }
-    return "[" + std::to_string(line.level) + " " + dakhost::ViaName(line.via) + " " +
-           line.function + "] " + shown;
-}
-
 const char* SubscriptionName(int param)
 {
     switch (param) {
@@ -117,34 +106,45 @@ const char* SubscriptionName(int param)
     }
 }
 
-std::vector<dakhost::SignalRecord> TimeSignals()
-{
-    std::vector<dakhost::SignalRecord> signals;
-    for (const auto& signal : dakhost::Signals()) {
-        if (signal.signalId == kSignalTimeUpdated) {
-            signals.push_back(signal);
-        }
-    }
-    return signals;
-}
-
 unsigned SignalType(const dakhost::SignalRecord& signal)
 {
     return static_cast<unsigned>(signal.param[0]) | (static_cast<unsigned>(signal.param[1]) << 8U);
 }
 
+// A signal 108 and when it was sent.
+struct SignalSeen {
+    Moment moment;
+    unsigned type;
+};
+
 // One file's run.
-class FileRun {
+class FileRun : public dakhost::Observer {
 public:
-    FileRun(Runner& runner, const Script& script, const RunOptions& options)
-        : m_runner(runner), m_script(script), m_options(options)
+    FileRun(Runner& runner, const Script& script, const RunOptions& options, Journal& journal,
+            bool colour)
+        : m_runner(runner),
+          m_script(script),
+          m_options(options),
+          m_journal(journal),
+          m_colour(colour),
+          m_window(script),
+          m_decisions([&journal](const Decisions::Setting& setting) { journal.Setting(setting); },
+                      [&journal](const Decisions::Sync& sync) { journal.Sync(sync); })
     {
+        for (const Step& step : script.steps) {
+            if (step.kind == StepKind::ExpectSignal) {
+                m_signalsKept = std::max(m_signalsKept, static_cast<size_t>(step.value));
+            }
+        }
     }
 
     Tally Run()
     {
-        for (const Step& step : m_script.steps) {
-            RunStep(step);
+        for (size_t i = 0; i < m_script.steps.size(); ++i) {
+            m_index = i;
+            m_window.EnterStep(i);
+            dakhost::SetLogLevel(LevelNeeded());
+            RunStep(m_script.steps[i]);
         }
         if (!m_options.quiet) {
             PrintSummary();
@@ -152,7 +152,102 @@ public:
         return m_tally;
     }
 
+    // A line the library logged, on the thread that logged it.
+    void Logged(const dakhost::LogLine& line)
+    {
+        m_window.Offer(line);
+        if (m_journal.Recording()) {
+            m_decisions.Line(line);
+        }
+        const Moment moment = m_journal.Log(line);
+        if (!m_options.quiet && line.level <= m_options.logLevel) {
+            m_runner.PrintAt(moment, "    " + LogLineText(line, m_colour));
+        }
+        thread_local bool clearing = false;
+        if (++m_linesSinceClear >= kLinesBetweenClears && !clearing) {
+            m_linesSinceClear = 0;
+            clearing = true;
+            dakhost::ClearLogs();
+            clearing = false;
+        }
+    }
+
+    // ---- what the platform saw the library do --------------------------------
+
+    void SettingWritten(dakhost::Setting setting, int value) override
+    {
+        if (setting == dakhost::Setting::Reason) {
+            m_decisions.ReasonStored(value);
+        }
+        m_journal.Store(setting, value, true);
+    }
+    void RtcRead(bool ok, std::optional<int64_t> utc) override { m_journal.RtcRead(ok, utc); }
+    void RtcWritten(bool ok, std::optional<int64_t> utc) override { m_journal.RtcWrite(ok, utc); }
+    void ClockSet(int result, uint32_t utc) override { m_journal.ClockSet(result, utc); }
+
+    void SignalSent(const dakhost::SignalRecord& signal) override
+    {
+        if (signal.signalId != kSignalTimeUpdated) {
+            return;
+        }
+        const unsigned type = SignalType(signal);
+        int number = 0;
+        {
+            const std::lock_guard<std::mutex> lock(m_signalLock);
+            number = ++m_signalCount;
+        }
+        const Moment moment = m_journal.Signal(number, type);
+        {
+            const std::lock_guard<std::mutex> lock(m_signalLock);
+            if (m_signals.size() < std::max(m_signalsKept, kSignalsListed)) {
+                m_signals.push_back({moment, type});
+            }
+        }
+        if (!m_options.quiet) {
+            m_runner.PrintAt(moment, "<< signal 108 #" + std::to_string(number) + " " +
+                                         SetTypeName(static_cast<int16_t>(type)));
+        }
+    }
+
+    void AlarmDue(uint64_t /*virtualMs*/, unsigned short eventId) override
+    {
+        const Moment moment = m_journal.SyncAlarm(eventId);
+        if (!m_options.quiet) {
+            m_runner.PrintAt(moment, "~~ sync: the 30 s period ends, the alarm fires");
+        }
+    }
+
 private:
+    int LevelNeeded() const
+    {
+        if (m_journal.Recording() || m_window.Watching()) {
+            return kRecordEveryLevel;
+        }
+        return m_options.quiet ? kRecordNothing : m_options.logLevel;
+    }
+
+    // The setting a call step asks the manager for, for reading its answer.
+    void TellDecisions(const Step& step)
+    {
+        switch (step.kind) {
+            case StepKind::SetTime:
+                m_decisions.CallStep(step.settingType, Resolve(step.time));
+                break;
+            case StepKind::NetworkTime:
+                m_decisions.CallStep(SetType_net, -1);
+                break;
+            case StepKind::Init:
+                m_decisions.CallStep(SetType_init, -1);
+                break;
+            case StepKind::StreamSet:
+                m_decisions.CallStep(SetType_stream, Resolve(step.time));
+                break;
+            default:
+                m_decisions.CallStep(std::nullopt, -1);
+                break;
+        }
+    }
+
     void RunStep(const Step& step)
     {
         if (step.kind == StepKind::Heading) {
@@ -162,9 +257,11 @@ private:
             }
             return;
         }
+        const Moment moment = m_journal.Step(step);
         if (!m_options.quiet) {
-            m_runner.Print("> " + step.source);
+            m_runner.PrintAt(moment, "> " + step.source);
         }
+        TellDecisions(step);
         try {
             if (step.IsExpectation()) {
                 Expect(step);
@@ -254,6 +351,8 @@ private:
         switch (step.kind) {
             case StepKind::SetReason:
                 dakhost::SetSetting(Setting::Reason, value);
+                m_decisions.ReasonStored(value);
+                m_journal.Store(Setting::Reason, value, false);
                 break;
             case StepKind::SetDst:
                 dakhost::SetSetting(Setting::FlagDst, value);
@@ -281,6 +380,9 @@ private:
                 dakhost::SetFactoryOption(
                     24, step.option ? std::optional<int>(static_cast<int>(*step.option))
                                     : std::nullopt);
+                m_decisions.Option24(step.option
+                                         ? std::optional<int>(static_cast<int>(*step.option))
+                                         : std::nullopt);
                 break;
             case StepKind::SetPower:
                 dakhost::SetMasterPower(step.flag);
@@ -422,10 +524,12 @@ private:
         }
         const int mode = static_cast<int>(step.mode);
         switch (step.kind) {
-            case StepKind::StreamSet:
-                SetBool(clock->SetStreamClock(static_cast<unsigned long>(Resolve(step.time)),
-                                              step.scan, mode));
+            case StepKind::StreamSet: {
+                const int64_t utc = Resolve(step.time);
+                SetBool(clock->SetStreamClock(static_cast<unsigned long>(utc), step.scan, mode));
+                m_journal.StreamSet(HandleText(step.profileId, step.subId), utc, m_result.boolean);
                 break;
+            }
             case StepKind::StreamMode:
                 clock->SetMode(mode);
                 SetVoid();
@@ -473,14 +577,17 @@ private:
     void Pass(const Step& step)
     {
         ++m_tally.passed;
-        m_runner.Print("ok " + m_script.name + ":" + std::to_string(step.line));
+        const Moment moment = m_journal.Expectation(step, true, "");
+        m_runner.PrintAt(moment, "ok " + m_script.name + ":" + std::to_string(step.line));
     }
 
     void Fail(const Step& step, const std::string& expected, const std::string& got)
     {
         ++m_tally.failed;
-        m_runner.Print("FAIL " + m_script.name + ":" + std::to_string(step.line) + ": expected " +
-                       expected + ", got " + got);
+        const std::string message = "expected " + expected + ", got " + got;
+        const Moment moment = m_journal.Expectation(step, false, message);
+        m_runner.PrintAt(
+            moment, "FAIL " + m_script.name + ":" + std::to_string(step.line) + ": " + message);
     }
 
     void Check(const Step& step, bool holds, const std::string& expected, const std::string& got)
@@ -527,7 +634,7 @@ private:
                 CheckTime(step, "rtc", dakhost::Rtc());
                 break;
             case StepKind::ExpectSignals: {
-                const auto count = static_cast<int64_t>(TimeSignals().size());
+                const auto count = static_cast<int64_t>(SignalCount());
                 Check(step, count == step.value, std::to_string(step.value) + " signals 108",
                       std::to_string(count));
                 break;
@@ -648,18 +755,32 @@ private:
         }
     }
 
+    int SignalCount()
+    {
+        const std::lock_guard<std::mutex> lock(m_signalLock);
+        return m_signalCount;
+    }
+
     void ExpectSignal(const Step& step)
     {
-        const auto signals = TimeSignals();
         const auto wanted = static_cast<unsigned>(static_cast<uint16_t>(step.settingType));
         const std::string expected = "signal " + std::to_string(step.value) + " of type " +
                                      SetTypeName(step.settingType) + " (" +
                                      std::to_string(step.settingType) + ")";
-        if (static_cast<int64_t>(signals.size()) < step.value) {
-            Fail(step, expected, "only " + std::to_string(signals.size()) + " signals 108");
+        int count = 0;
+        std::optional<unsigned> found;
+        {
+            const std::lock_guard<std::mutex> lock(m_signalLock);
+            count = m_signalCount;
+            if (count >= step.value) {
+                found = m_signals.at(static_cast<size_t>(step.value - 1)).type;
+            }
+        }
+        if (!found) {
+            Fail(step, expected, "only " + std::to_string(count) + " signals 108");
             return;
         }
-        const unsigned type = SignalType(signals[static_cast<size_t>(step.value - 1)]);
+        const unsigned type = *found;
         Check(
             step, type == wanted, expected,
             "type " + SetTypeName(static_cast<int16_t>(type)) + " (" + std::to_string(type) + ")");
@@ -679,32 +800,15 @@ private:
                                        ? "since the mark at line " + std::to_string(m_markLine)
                                        : "since the file's start";
 
-        const auto lines = dakhost::Logs();
-        const dakhost::LogLine* found = nullptr;
-        const dakhost::LogLine* textOnly = nullptr;
-        for (const auto& line : lines) {
-            if (line.text.find(step.text) == std::string::npos) {
-                continue;
-            }
-            if ((step.level && line.level != *step.level) ||
-                (step.via && static_cast<int>(line.via) != *step.via)) {
-                if (textOnly == nullptr) {
-                    textOnly = &line;
-                }
-                continue;
-            }
-            found = &line;
-            break;
-        }
+        const LogWindow::Outcome outcome = m_window.OutcomeOf(m_index);
         if (step.kind == StepKind::ExpectLog) {
             std::string got = "no such line " + window;
-            if (found == nullptr && textOnly != nullptr) {
-                got += " (only " + LogLineText(*textOnly, false) + ")";
+            if (!outcome.found && outcome.textOnly) {
+                got += " (only " + *outcome.textOnly + ")";
             }
-            Check(step, found != nullptr, wanted, got);
+            Check(step, outcome.found.has_value(), wanted, got);
         } else {
-            Check(step, found == nullptr, wanted + " " + window,
-                  found == nullptr ? "" : LogLineText(*found, false));
+            Check(step, !outcome.found, wanted + " " + window, outcome.found.value_or(""));
         }
     }
 
@@ -782,14 +886,12 @@ private:
         using dakhost::Setting;
         const int reason = dakhost::GetSetting(Setting::Reason);
         const int autoClock = dakhost::GetSetting(Setting::AutoClockType);
-        const auto signals = TimeSignals();
-        std::string types;
-        for (const auto& signal : signals) {
-            types += (types.empty() ? " (" : ", ") +
-                     SetTypeName(static_cast<int16_t>(SignalType(signal)));
-        }
-        if (!types.empty()) {
-            types += ")";
+        std::vector<SignalSeen> signals;
+        int signalCount = 0;
+        {
+            const std::lock_guard<std::mutex> lock(m_signalLock);
+            signals = m_signals;
+            signalCount = m_signalCount;
         }
         m_runner.Print("");
         m_runner.Print("-- state at the end of " + m_script.name);
@@ -807,12 +909,34 @@ private:
                        (dakhost::IsSubscribed(1) ? "1" : "0") + ", timemode " +
                        (dakhost::IsSubscribed(2) ? "1" : "0") + ", presentation " +
                        (dakhost::IsSubscribed(3) ? "1" : "0"));
-        m_runner.Print("   signals sent     " + std::to_string(signals.size()) + types);
+        m_runner.Print("   signals sent     " + std::to_string(signalCount));
+        for (size_t i = 0; i < signals.size() && i < kSignalsListed; ++i) {
+            m_runner.Print("     #" + std::to_string(i + 1) + " " +
+                           SetTypeName(static_cast<int16_t>(signals[i].type)) + " at " +
+                           MomentText(signals[i].moment));
+        }
+        if (static_cast<size_t>(signalCount) > kSignalsListed) {
+            m_runner.Print("     ... and " +
+                           std::to_string(static_cast<size_t>(signalCount) - kSignalsListed) +
+                           " more");
+        }
     }
 
     Runner& m_runner;
     const Script& m_script;
     const RunOptions& m_options;
+    Journal& m_journal;
+    const bool m_colour;
+    LogWindow m_window;
+    Decisions m_decisions;
+    size_t m_index = 0;  // of the step running
+    std::atomic<unsigned> m_linesSinceClear{0};
+
+    std::mutex m_signalLock;  // guards the signals: the task sends them
+    int m_signalCount = 0;
+    size_t m_signalsKept = 0;  // the highest K an `expect signal K` asks for
+    std::vector<SignalSeen> m_signals;
+
     Tally m_tally;
     CallResult m_result;
     int m_markLine = 0;
@@ -834,13 +958,22 @@ void FreshState()
 }  // namespace
 
 Runner::Runner(FILE* out, RunOptions options)
-    : m_out(out), m_options(options), m_colour(isatty(fileno(out)) != 0)
+    : m_out(out),
+      m_options(options),
+      m_colour(isatty(fileno(out)) != 0),
+      m_journal(options.trace, options.timeline)
 {
 }
 
 Runner::~Runner()
 {
     dakhost::SetLogSink(nullptr);
+    dakhost::SetObserver(nullptr);
+}
+
+void Runner::PrintAt(const Moment& moment, const std::string& text)
+{
+    Print(MomentText(moment) + "  " + text);
 }
 
 void Runner::Print(const std::string& text)
@@ -856,17 +989,13 @@ Tally Runner::Run(const Script& script)
     FreshState();
     if (!m_options.quiet) {
         Print("=== " + script.name);
-        dakhost::SetLogSink([this](const dakhost::LogLine& line) {
-            if (line.level <= m_options.logLevel) {
-                Print("  " + LogLineText(line, m_colour));
-            }
-        });
-    } else {
-        dakhost::SetLogSink(nullptr);
     }
+    m_journal.BeginFile(script.name);
+    FileRun run(*this, script, m_options, m_journal, m_colour);
+    dakhost::SetLogSink([&run](const dakhost::LogLine& line) { run.Logged(line); });
+    dakhost::SetObserver(&run);
     dakhost::CaptureStdout(true);
 
-    FileRun run(*this, script, m_options);
     Tally tally;
     try {
         tally = run.Run();
@@ -874,12 +1003,14 @@ Tally Runner::Run(const Script& script)
         ++tally.failed;
         Print("FAIL " + script.name + ": " + error.what());
     }
+    m_journal.EndFile(tally.passed, tally.failed);
 
     // Leave nothing running into the next file; what the teardown logs is
     // not part of the scenario.
     std::fflush(stdout);
     dakhost::CollectStdout();
     dakhost::SetLogSink(nullptr);
+    dakhost::SetObserver(nullptr);
     TIStreamClock::Exit();
     TISystemTimeManager::Exit();
     std::fflush(stdout);

@@ -5,13 +5,20 @@
 #include <mutex>
 #include <string>
 
+#include "Journal.h"
+#include "Moment.h"
 #include "Scenario.h"
 
 namespace daksim {
 
+class TraceFile;
+class Timeline;
+
 struct RunOptions {
     bool quiet = false;  // no log lines, no step echo, no headings, no summary
     int logLevel = 5;    // log lines above this level are not printed
+    TraceFile* trace = nullptr;
+    Timeline* timeline = nullptr;
 };
 
 struct Tally {
@@ -33,12 +40,15 @@ public:
 
     // A line of the simulator's own output (thread-safe with the log lines).
     void Print(const std::string& text);
+    // The same, led by the virtual moment it tells of.
+    void PrintAt(const Moment& moment, const std::string& text);
 
 private:
     FILE* m_out;
     RunOptions m_options;
     std::mutex m_outMutex;
     bool m_colour;
+    Journal m_journal;
 };
 
 }  // namespace daksim

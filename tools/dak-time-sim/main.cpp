@@ -2,16 +2,20 @@
 // files. With no file it runs the built-in default scenario, a day in the
 // life of a set.
 //
-//   dak-time-sim [--quiet] [--log-level N] [FILE...]
+//   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg] [FILE...]
+//   dak-time-sim --version | --help
 //
 // Exit status: 0 when every expectation held, 1 when one failed, 2 when a
 // file could not be read or parsed (nothing of that file is run).
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -21,8 +25,11 @@
 
 #include "DakHostControl.h"
 #include "DefaultScenario.h"
+#include "LibraryVersion.h"
 #include "Parser.h"
 #include "Runner.h"
+#include "Timeline.h"
+#include "Trace.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -34,12 +41,55 @@ constexpr const char* kDefaultName = "default.scn";
 void Usage(FILE* to)
 {
     std::fputs(
-        "usage: dak-time-sim [--quiet] [--log-level N] [FILE...]\n"
-        "  Runs each scenario FILE from a fresh platform and library state;\n"
-        "  with no FILE, runs the built-in default scenario.\n"
-        "  --quiet        print only the expectations' results and the total\n"
-        "  --log-level N  hide the library's log lines above level N\n",
+        "usage: dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl]\n"
+        "                    [--timeline FILE.svg] [FILE...]\n"
+        "       dak-time-sim --version | --help\n"
+        "  Runs each scenario FILE from a fresh platform and library state, in\n"
+        "  virtual time; with no FILE, runs the built-in default scenario.\n"
+        "  Each printed line of a step or a log line starts with the platform\n"
+        "  clock and the virtual time elapsed since the file started.\n"
+        "  --quiet              print only the expectations' results and the total\n"
+        "  --log-level N        hide the library's log lines above level N\n"
+        "  --trace FILE.jsonl   write one JSON object a line for everything that\n"
+        "                       happened (steps, log lines, settings, syncs, ...)\n"
+        "  --timeline FILE.svg  draw the run over virtual time as an SVG picture\n"
+        "  --version            the program's and the loaded library's version\n"
+        "Exit status: 0 every expectation held; 1 an expectation failed;\n"
+        "  2 a file could not be read or parsed (nothing of it runs), or bad options.\n"
+        "The scenario file format: docs/scenario-format.md in the source tree.\n",
         to);
+}
+
+void Version()
+{
+    const daksim::LoadedLibrary library = daksim::LoadedLibDakTime();
+    std::printf("dak-time-sim %s\n", DAK_SIM_VERSION);
+    if (library.version.empty()) {
+        std::printf("libdak-time: version unknown (%s)\n",
+                    library.path.empty() ? "not loaded as a shared object" : library.path.c_str());
+    } else {
+        std::printf("libdak-time %s (%s)\n", library.version.c_str(), library.path.c_str());
+    }
+}
+
+// The value of an option given as "--name VALUE" or "--name=VALUE".
+bool OptionValue(const std::vector<std::string>& args, size_t& i, const std::string& name,
+                 std::string& value)
+{
+    const std::string& arg = args[i];
+    if (arg.rfind(name + "=", 0) == 0) {
+        value = arg.substr(name.size() + 1);
+        return true;
+    }
+    if (arg != name) {
+        return false;
+    }
+    if (i + 1 >= args.size()) {
+        std::fprintf(stderr, "dak-time-sim: %s needs a value\n", name.c_str());
+        std::exit(kExitBadInput);
+    }
+    value = args[++i];
+    return true;
 }
 
 struct Input {
@@ -47,30 +97,46 @@ struct Input {
     std::string text;
 };
 
-bool ReadFile(const std::string& path, std::string& text)
+// False with a message naming what is wrong.
+bool ReadFile(const std::string& path, std::string& text, std::string& problem)
 {
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+        problem = "is a directory, not a scenario file";
+        return false;
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
+        problem = std::string("cannot read the file: ") + std::strerror(errno);
         return false;
     }
     std::ostringstream content;
     content << file.rdbuf();
     if (file.bad()) {
+        problem = std::string("cannot read the file: ") + std::strerror(errno);
         return false;
     }
     text = content.str();
     return true;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
     daksim::RunOptions options;
     std::vector<std::string> paths;
+    std::string tracePath;
+    std::string timelinePath;
     const std::vector<std::string> args(argv + 1, argv + argc);
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
+        if (OptionValue(args, i, "--trace", tracePath) ||
+            OptionValue(args, i, "--timeline", timelinePath)) {
+            continue;
+        }
+        if (arg == "--version") {
+            Version();
+            return 0;
+        }
         if (arg == "--quiet" || arg == "-q") {
             options.quiet = true;
         } else if (arg == "--log-level" || arg.rfind("--log-level=", 0) == 0) {
@@ -120,9 +186,9 @@ int main(int argc, char** argv)
     }
     for (const std::string& path : paths) {
         Input input{path, {}};
-        if (!ReadFile(path, input.text)) {
-            std::fprintf(stderr, "%s: cannot read the file: %s\n", path.c_str(),
-                         std::strerror(errno));
+        std::string problem;
+        if (!ReadFile(path, input.text, problem)) {
+            std::fprintf(stderr, "%s: %s\n", path.c_str(), problem.c_str());
             badInput = true;
             continue;
         }
@@ -139,7 +205,39 @@ int main(int argc, char** argv)
             badInput = true;
             continue;
         }
-        scripts.push_back(std::move(std::get<daksim::Script>(parsed)));
+        auto& script = std::get<daksim::Script>(parsed);
+        const bool anyStep = std::any_of(
+            script.steps.begin(), script.steps.end(),
+            [](const daksim::Step& step) { return step.kind != daksim::StepKind::Heading; });
+        if (!anyStep) {
+            std::fprintf(stderr, "%s: not a scenario: no step in the file\n", input.name.c_str());
+            badInput = true;
+            continue;
+        }
+        scripts.push_back(std::move(script));
+    }
+
+    daksim::TraceFile trace;
+    if (!tracePath.empty()) {
+        if (!trace.Open(tracePath)) {
+            std::fprintf(stderr, "%s: cannot write the trace: %s\n", tracePath.c_str(),
+                         std::strerror(errno));
+            return kExitBadInput;
+        }
+        options.trace = &trace;
+    }
+    // The picture is written at the end, but a path it cannot go to is
+    // found before anything runs.
+    daksim::Timeline timeline;
+    std::ofstream svg;
+    if (!timelinePath.empty()) {
+        svg.open(timelinePath, std::ios::binary | std::ios::trunc);
+        if (!svg) {
+            std::fprintf(stderr, "%s: cannot write the timeline: %s\n", timelinePath.c_str(),
+                         std::strerror(errno));
+            return kExitBadInput;
+        }
+        options.timeline = &timeline;
     }
 
     daksim::Tally total;
@@ -155,8 +253,31 @@ int main(int argc, char** argv)
     }
     std::fclose(out);
 
+    if (!timelinePath.empty()) {
+        svg << timeline.Svg();
+        if (!svg.flush()) {
+            std::fprintf(stderr, "%s: cannot write the timeline\n", timelinePath.c_str());
+            return kExitBadInput;
+        }
+    }
+
     if (badInput) {
         return kExitBadInput;
     }
     return total.failed > 0 ? kExitFailed : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // Nothing is meant to throw but running out of memory: said plainly.
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "dak-time-sim: %s\n", error.what());
+    } catch (...) {
+        std::fputs("dak-time-sim: unexpected failure\n", stderr);
+    }
+    return kExitBadInput;
 }

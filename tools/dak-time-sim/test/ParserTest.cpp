@@ -138,6 +138,8 @@ TEST(ParserTest, ReadsDurations)
     EXPECT_EQ(ParseOne("advance 2m").value, 120000);
     EXPECT_EQ(ParseOne("advance 2h").value, 7200000);
     EXPECT_EQ(ParseOne("advance 1d").value, 86400000);
+    // Up to 100 years, a leap day every fourth.
+    EXPECT_EQ(ParseOne("advance 36525d").value, 36525LL * 86400000);
 }
 
 TEST(ParserTest, ReadsHandlesAndStreamSteps)
@@ -238,6 +240,8 @@ TEST(ParserTest, NamesTheWordNotUnderstood)
     EXPECT_EQ(Error("stream 1/70000 reset").substr(0, 29), "bad.scn:1: bad handle '1/7000");
     EXPECT_EQ(Error("advance 10"),
               "bad.scn:1: bad duration '10' (want a number with ms, s, m, h or d)");
+    EXPECT_EQ(Error("advance 36526d"),
+              "bad.scn:1: advance '36526d' is beyond 100 years (at most 36525d)");
     EXPECT_EQ(Error("idle now"), "bad.scn:1: unexpected word 'now'");
     EXPECT_EQ(Error("settime now manual dst=1 dst=0"), "bad.scn:1: option given twice 'dst=0'");
     EXPECT_EQ(Error("settime now manual scan=1"), "bad.scn:1: unknown option 'scan=1'");
