@@ -1,5 +1,7 @@
 #include "Parser.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <limits>
 #include <set>
@@ -534,6 +536,25 @@ void ParseStream(LineReader& reader, Step& step)
         step.local = Int32(reader.Next("local offset"), "local offset");
     } else if (name == "reset") {
         step.kind = StepKind::StreamReset;
+    } else if (name == "play") {
+        step.kind = StepKind::StreamPlay;
+        step.text = reader.Next("capture file").text;
+        for (const auto& [key, value] : reader.Options({"scan", "mode", "country", "jst"})) {
+            const Word word{value, false};
+            if (key == "scan") {
+                step.scan = Boolean(word, "scan");
+            } else if (key == "mode") {
+                step.mode = Int32(word, "mode");
+            } else if (key == "jst") {
+                step.jst = Boolean(word, "jst");
+            } else if (value.size() == 3 && std::all_of(value.begin(), value.end(), [](char c) {
+                           return std::isalpha(static_cast<unsigned char>(c)) != 0;
+                       })) {
+                step.country = value;
+            } else {
+                throw LineError{"bad country " + Quote(value) + " (want three letters)"};
+            }
+        }
     } else {
         throw LineError{"unknown stream operation " + Quote(name)};
     }

@@ -20,6 +20,9 @@
 #include "Journal.h"
 #include "LogText.h"
 #include "LogWindow.h"
+#if DAK_SIM_CAPTURE
+#include "PlayStep.h"
+#endif
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 #include "TimeSettingTypes.h"
@@ -69,7 +72,7 @@ int64_t Resolve(const TimeValue& time)
 
 // What the last call step returned.
 struct CallResult {
-    enum class Kind { Nothing, Refused, Void, Null, Bool, Time };
+    enum class Kind { Nothing, Refused, Void, Null, Bool, Time, Count };
     Kind kind = Kind::Nothing;
     bool boolean = false;
     int64_t value = 0;
@@ -90,6 +93,8 @@ std::string Describe(const CallResult& result)
             return result.boolean ? "true" : "false";
         case CallResult::Kind::Time:
             return TimeText(result.value);
+        case CallResult::Kind::Count:
+            return std::to_string(result.value);
     }
     return "?";
 }
@@ -301,7 +306,8 @@ private:
     // make it call a destroyed manager: those steps are refused.
     bool RefuseStale(const Step& step)
     {
-        if (step.kind != StepKind::StreamSet && step.kind != StepKind::StreamDst) {
+        if (step.kind != StepKind::StreamSet && step.kind != StepKind::StreamDst &&
+            step.kind != StepKind::StreamPlay) {
             return false;
         }
         const auto stale = m_staleSince.find(Key(step));
@@ -509,6 +515,7 @@ private:
             case StepKind::StreamDst:
             case StepKind::StreamDvbOffset:
             case StepKind::StreamReset:
+            case StepKind::StreamPlay:
                 break;
             default:
                 ActTime(step);
@@ -543,12 +550,40 @@ private:
                                                 static_cast<int>(step.next),
                                                 static_cast<int>(step.local)));
                 break;
+            case StepKind::StreamPlay:
+                Play(*clock, step);
+                break;
             default:
                 clock->Reset();
                 m_staleSince.erase(Key(step));
                 SetVoid();
                 break;
         }
+    }
+
+    // Replays a capture; the result is the number of time tables handed over.
+    void Play(TIStreamClock& clock, const Step& step)
+    {
+#if DAK_SIM_CAPTURE
+        capture::PlayOutput output;
+        if (!m_options.quiet) {
+            output.line = [this](const std::string& line) { m_runner.Print("  " + line); };
+        }
+        output.note = [this](const std::string& note) { m_runner.Print("  " + note); };
+        std::string error;
+        const auto tables = capture::PlayStep(clock, step, m_script.name, output, error);
+        if (!tables) {
+            Fail(step, "a capture to replay", error);
+            m_result.kind = CallResult::Kind::Refused;
+            return;
+        }
+        m_result.kind = CallResult::Kind::Count;
+        m_result.value = *tables;
+#else
+        static_cast<void>(clock);
+        Fail(step, "a capture to replay", "this dak-time-sim was built without libdvbpsi");
+        m_result.kind = CallResult::Kind::Refused;
+#endif
     }
 
     void ActTime(const Step& step)
@@ -696,7 +731,8 @@ private:
                 const bool plain = !expected.number.now && !expected.number.tolerance;
                 wanted = plain && number < 978307200 ? std::to_string(number)
                                                      : ExpectedTimeText(expected.number, number);
-                if (m_result.kind == CallResult::Kind::Time) {
+                if (m_result.kind == CallResult::Kind::Time ||
+                    m_result.kind == CallResult::Kind::Count) {
                     holds = Within(m_result.value, expected.number, number);
                 } else if (m_result.kind == CallResult::Kind::Bool && plain) {
                     holds = (number == 0 || number == 1) && (number == 1) == m_result.boolean;

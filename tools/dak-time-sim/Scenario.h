@@ -65,6 +65,7 @@ enum class StepKind {
     StreamDst,
     StreamDvbOffset,
     StreamReset,
+    StreamPlay,
 
     // time
     Idle,
@@ -125,6 +126,8 @@ struct Step {
     int64_t next = 0;           // dvboffset NEXT
     int64_t local = 0;          // dvboffset LOCAL
     std::optional<bool> isSet;  // set=B of a stream reading
+    std::string country;        // play country=CCC (empty: the first entry)
+    bool jst = false;           // play jst=B
 
     int64_t settingType = 0;        // settime TYPE, expect signal type=T
     std::optional<int64_t> option;  // option24 N (nullopt: none)

@@ -27,6 +27,9 @@
 #include "DefaultScenario.h"
 #include "LibraryVersion.h"
 #include "Parser.h"
+#if DAK_SIM_CAPTURE
+#include "PlayStep.h"
+#endif
 #include "Runner.h"
 #include "Timeline.h"
 #include "Trace.h"
@@ -214,6 +217,15 @@ int Run(int argc, char** argv)
             badInput = true;
             continue;
         }
+#if DAK_SIM_CAPTURE
+        // A capture that is not a transport stream stops its file like a
+        // word that is not understood.
+        if (const auto error = daksim::capture::CheckCaptures(script)) {
+            std::fprintf(stderr, "%s\n", error->c_str());
+            badInput = true;
+            continue;
+        }
+#endif
         scripts.push_back(std::move(script));
     }
 

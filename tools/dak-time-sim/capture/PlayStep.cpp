@@ -1,0 +1,102 @@
+#include "PlayStep.h"
+
+#include <variant>
+
+#include "CapturePlayer.h"
+#include "CaptureReader.h"
+#include "SttSection.h"
+#include "TimeText.h"
+
+namespace daksim::capture {
+
+namespace {
+
+std::string Seconds(uint64_t ms)
+{
+    std::string fraction = std::to_string(ms % 1000U);
+    fraction.insert(0, 3 - fraction.size(), '0');
+    return std::to_string(ms / 1000U) + "." + fraction + "s";
+}
+
+std::string Describe(const Replayed& replayed)
+{
+    const TimeTable& table = *replayed.table;
+    std::string text = std::string("table ") + KindName(table.kind) + " (packet at byte " +
+                       std::to_string(table.packetOffset) + ", capture " +
+                       Seconds(replayed.elapsedMs) + "): ";
+    if (table.kind == TimeTable::Kind::Stt) {
+        text += "system_time " + std::to_string(table.systemTime) + " GPS_UTC_offset " +
+                std::to_string(table.gpsUtcOffset) + " DS_status " +
+                (DsStatus(table.daylightSavings) ? "1" : "0") + ": ";
+    }
+    if (!replayed.handedOver) {
+        return text + replayed.remark;
+    }
+    if (replayed.hasDst) {
+        text += std::string("SetStreamDST(") + (replayed.dst ? "1" : "0") + "), ";
+    }
+    text += "SetStreamClock(" + IsoFromUtc(replayed.utc) + " " + std::to_string(replayed.utc) +
+            ") " + (replayed.accepted ? "true" : "false");
+    if (replayed.hasOffset) {
+        text += ", SetDVBTimeOffset(" + IsoFromUtc(replayed.timeOfChange) + " " +
+                std::to_string(replayed.timeOfChange) + ", " + std::to_string(replayed.nextOffset) +
+                ", " + std::to_string(replayed.localOffset) + ")";
+    }
+    if (!replayed.remark.empty()) {
+        text += "; " + replayed.remark;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string CapturePath(const std::string& scriptName, const std::string& file)
+{
+    if (file.empty() || file[0] == '/') {
+        return file;
+    }
+    const size_t slash = scriptName.rfind('/');
+    return slash == std::string::npos ? file : scriptName.substr(0, slash + 1) + file;
+}
+
+std::optional<std::string> CheckCaptures(const Script& script)
+{
+    for (const Step& step : script.steps) {
+        if (step.kind != StepKind::StreamPlay) {
+            continue;
+        }
+        const auto read = ReadCaptureFile(CapturePath(script.name, step.text));
+        if (const auto* error = std::get_if<ReadError>(&read)) {
+            return script.name + ":" + std::to_string(step.line) + ": " + error->message;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
+                            const PlayOutput& output, std::string& error)
+{
+    const auto read = ReadCaptureFile(CapturePath(scriptName, step.text));
+    if (const auto* failed = std::get_if<ReadError>(&read)) {
+        error = failed->message;
+        return std::nullopt;
+    }
+    PlayOptions options;
+    options.scan = step.scan;
+    options.mode = static_cast<int>(step.mode);
+    options.country = step.country;
+    options.jst = step.jst;
+    PlayReport report;
+    if (output.line) {
+        report.table = [&output](const Replayed& replayed) { output.line(Describe(replayed)); };
+    }
+    if (output.note) {
+        report.note = [&output](const Note& note) {
+            output.note("capture: packet at byte " + std::to_string(note.packetOffset) + ": " +
+                        note.text);
+        };
+    }
+    return Play(clock, std::get<Capture>(read), options, report);
+}
+
+}  // namespace daksim::capture

@@ -1,0 +1,32 @@
+// The `stream H play FILE ...` step: where its capture is, checking it
+// before a file runs, and replaying it with a printed line per table.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Scenario.h"
+
+class TIStreamClock;
+
+namespace daksim::capture {
+
+// FILE of the step; a relative one is taken from the scenario file's folder.
+std::string CapturePath(const std::string& scriptName, const std::string& file);
+
+// "NAME:LINE: message" for the first play step whose capture cannot be read
+// as a transport stream; nothing when all can.
+std::optional<std::string> CheckCaptures(const Script& script);
+
+struct PlayOutput {
+    std::function<void(const std::string&)> line;  // a replayed table
+    std::function<void(const std::string&)> note;  // damage that was skipped
+};
+
+// Replays the step's capture into `clock`: the number of time tables
+// handed over, or nothing with `error` set when the capture cannot be read.
+std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
+                            const PlayOutput& output, std::string& error);
+
+}  // namespace daksim::capture
