@@ -38,7 +38,7 @@ constexpr int kMaxPrivateSection = 4096;
 constexpr uint64_t kPcrTicksPerMs = 27000;
 constexpr uint64_t kPcrWrap = (uint64_t{1} << 33U) * 300U;
 // PCRs come at least every 100 ms; a larger step is a splice, not time.
-constexpr uint64_t kMaxPcrStep = 60 * 1000 * kPcrTicksPerMs;
+constexpr uint64_t kMaxPcrStep = uint64_t{60000} * kPcrTicksPerMs;
 
 std::string Hex(unsigned value, int width)
 {

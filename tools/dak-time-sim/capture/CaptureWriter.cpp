@@ -55,7 +55,7 @@ Bytes Build(uint8_t tableId, bool longForm, uint16_t extension, const Bytes& pay
     const bool hasCrc = dvbpsi_has_CRC32(&s);
     s.i_length = static_cast<uint16_t>(s.p_payload_end - s.p_data - 3 + (hasCrc ? 4 : 0));
     dvbpsi_BuildPSISection(handle.get(), &s);
-    return Bytes(s.p_data, s.p_data + 3 + s.i_length);
+    return {s.p_data, s.p_data + 3 + s.i_length};
 }
 
 void Put40(Bytes& out, uint64_t value)

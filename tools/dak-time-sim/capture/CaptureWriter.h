@@ -1,6 +1,6 @@
 // Writing small transport stream captures: time table sections in 188-byte
-// packets, PCR packets, and damage on purpose. Used by the capture tests,
-// the fuzzer's seeds and make-capture.
+// packets, PCR packets, and damage on purpose. Used by the capture tests
+// and make-capture.
 #pragma once
 
 #include <cstddef>

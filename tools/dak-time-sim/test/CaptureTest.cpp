@@ -2,6 +2,7 @@
 // played into a stream clock of the library on the host platform; checked
 // by what a user sees (stream clock, its offset record and DST flag, the
 // platform clock and the hardware clock) and by the reader's notes.
+#include <algorithm>
 #include <string>
 #include <variant>
 #include <vector>
@@ -34,12 +35,9 @@ Capture Read(const Bytes& bytes)
 
 bool HasNote(const Capture& capture, uint64_t offset, const std::string& text)
 {
-    for (const Note& note : capture.notes) {
-        if (note.packetOffset == offset && note.text.find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(capture.notes.begin(), capture.notes.end(), [&](const Note& note) {
+        return note.packetOffset == offset && note.text.find(text) != std::string::npos;
+    });
 }
 
 std::string Notes(const Capture& capture)
@@ -290,7 +288,7 @@ TEST_F(CaptureReplay, AtscSttEveryTableAndDst)
     const uint32_t gps = Utc(2024, 7, 4, 18) - kGpsEpoch + 18;
     CaptureWriter writer;
     for (uint32_t i = 0; i < 3; ++i) {
-        writer.Pcr(kPcrPid, i * 1000U);
+        writer.Pcr(kPcrPid, uint64_t{i} * 1000U);
         writer.Section(kAtscBasePid, SttSection(gps + i, 18, 0));
     }
     writer.Pcr(kPcrPid, 3000);
