@@ -1,7 +1,7 @@
 // Without libFuzzer (a GCC build), the fuzz target runs the inputs named on
 // its command line, so that found crashes can be replayed and the target
 // stays built and checked:
-//   capture-fuzzer CRASH-FILE...
+//   fuzz_capture CRASH-FILE...
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,7 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         std::ifstream file(argv[i], std::ios::binary);
         if (!file) {
-            std::fprintf(stderr, "capture-fuzzer: cannot read %s\n", argv[i]);
+            std::fprintf(stderr, "fuzz_capture: cannot read %s\n", argv[i]);
             return 2;
         }
         const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
