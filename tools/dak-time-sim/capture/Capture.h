@@ -3,11 +3,16 @@
 // own time, and the notes on what had to be skipped.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace daksim::capture {
+
+constexpr size_t kPacketSize = 188;
+constexpr uint16_t kDvbTimePid = 0x14;     // TDT and TOT
+constexpr uint16_t kAtscBasePid = 0x1FFB;  // STT among the PSIP tables
 
 // One entry of a local time offset descriptor, as on the wire.
 struct OffsetEntry {

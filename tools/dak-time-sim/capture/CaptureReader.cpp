@@ -26,10 +26,7 @@ namespace daksim::capture {
 
 namespace {
 
-constexpr size_t kPacketSize = 188;
 constexpr uint8_t kSyncByte = 0x47;
-constexpr uint16_t kDvbTimePid = 0x14;
-constexpr uint16_t kAtscBasePid = 0x1FFB;
 constexpr uint8_t kTdtTableId = 0x70;
 constexpr uint8_t kTotTableId = 0x73;
 constexpr uint8_t kLocalTimeOffsetTag = 0x58;

@@ -18,7 +18,6 @@ namespace daksim::capture {
 
 namespace {
 
-constexpr size_t kPacketSize = 188;
 constexpr size_t kMaxSection = 1024;
 
 struct DvbpsiDeleter {

@@ -14,9 +14,6 @@ namespace daksim::capture {
 
 using Bytes = std::vector<uint8_t>;
 
-constexpr uint16_t kDvbTimePid = 0x14;
-constexpr uint16_t kAtscBasePid = 0x1FFB;
-
 // A local time offset entry: offsets in signed minutes east of UTC (both
 // take the sign of `local`, as the wire has one polarity bit for both).
 OffsetEntry Offset(const std::string& country, int32_t local, uint32_t timeOfChange, int32_t next,
@@ -40,7 +37,6 @@ public:
 
     const Bytes& Data() const { return m_data; }
     Bytes& Data() { return m_data; }
-    size_t PacketCount() const { return m_data.size() / 188; }
     bool Save(const std::string& path) const;
 
 private:
