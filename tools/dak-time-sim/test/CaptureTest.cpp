@@ -168,16 +168,22 @@ TEST(CaptureReader, SkipsDamageAndResynchronises)
     stt[8] ^= 0x80U;                                              // CRC no longer matches
     writer.Section(kAtscBasePid, stt);                            // byte 569
     writer.Section(kAtscBasePid, SttSection(1400000001, 18, 0));  // byte 757
-    // A TOT whose second packet never comes.
-    Bytes longTot =
+    // A TOT in two packets whose second is lost, then a TDT.
+    const Bytes longTot =
         TotSection(UtcToMjdBcd(t + 3), std::vector<OffsetEntry>(15, Offset("DEU", 120, t, 60)));
     ASSERT_GT(longTot.size(), 183U);
     writer.Section(kDvbTimePid, longTot);  // bytes 945, 1133
     writer.Data().resize(writer.Data().size() - 188);
-    writer.Raw({0x47, 0x00});  // byte 1133
+    writer.Section(kDvbTimePid, TdtSection(UtcToMjdBcd(t + 4)));  // byte 1133
+    // The same TOT cut short by the end of the capture.
+    writer.Section(kDvbTimePid, longTot);  // bytes 1321, 1509
+    writer.Data().resize(writer.Data().size() - 188);
+    writer.Raw({0x47, 0x00});  // byte 1509
 
     const Capture capture = Read(writer.Data());
-    ASSERT_EQ(capture.tables.size(), 3U) << Notes(capture);
+    ASSERT_EQ(capture.tables.size(), 4U) << Notes(capture);
+    EXPECT_EQ(TableUtc(capture.tables[3], false), t + 4);
+    EXPECT_TRUE(HasNote(capture, 1133, "discontinuity")) << Notes(capture);
     EXPECT_EQ(TableUtc(capture.tables[0], false), t);
     EXPECT_EQ(TableUtc(capture.tables[1], false), t + 2);
     EXPECT_EQ(capture.tables[1].packetOffset, 381U);
@@ -186,8 +192,8 @@ TEST(CaptureReader, SkipsDamageAndResynchronises)
     EXPECT_TRUE(HasNote(capture, 376, "sync byte lost; in sync again at byte 381"))
         << Notes(capture);
     EXPECT_TRUE(HasNote(capture, 569, "CRC")) << Notes(capture);
-    EXPECT_TRUE(HasNote(capture, 945, "cut off by the end of the capture")) << Notes(capture);
-    EXPECT_TRUE(HasNote(capture, 1133, "not a whole packet")) << Notes(capture);
+    EXPECT_TRUE(HasNote(capture, 1321, "cut off by the end of the capture")) << Notes(capture);
+    EXPECT_TRUE(HasNote(capture, 1509, "not a whole packet")) << Notes(capture);
 }
 
 TEST(CaptureReader, RefusesWhatIsNotATransportStream)
