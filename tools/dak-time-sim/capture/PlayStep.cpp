@@ -87,9 +87,14 @@ std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::s
     options.country = step.country;
     options.jst = step.jst;
     PlayReport report;
-    if (output.line) {
-        report.table = [&output](const Replayed& replayed) { output.line(Describe(replayed)); };
-    }
+    report.table = [&output](const Replayed& replayed) {
+        if (output.line) {
+            output.line(Describe(replayed));
+        }
+        if (output.table) {
+            output.table(replayed);
+        }
+    };
     if (output.note) {
         report.note = [&output](const Note& note) {
             output.note("capture: packet at byte " + std::to_string(note.packetOffset) + ": " +

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "CapturePlayer.h"
 #include "Scenario.h"
 
 class TIStreamClock;
@@ -20,8 +21,9 @@ std::string CapturePath(const std::string& scriptName, const std::string& file);
 std::optional<std::string> CheckCaptures(const Script& script);
 
 struct PlayOutput {
-    std::function<void(const std::string&)> line;  // a replayed table
+    std::function<void(const std::string&)> line;  // a replayed table, as text
     std::function<void(const std::string&)> note;  // damage that was skipped
+    std::function<void(const Replayed&)> table;    // a replayed table, for records
 };
 
 // Replays the step's capture into `clock`: the number of time tables
