@@ -162,6 +162,18 @@ TEST(ParserTest, ReadsHandlesAndStreamSteps)
     EXPECT_EQ(step.isSet, true);
 
     EXPECT_EQ(ParseOne("expect stream 1/0 dvboffset none").kind, StepKind::ExpectStreamNoDvbOffset);
+
+    step = ParseOne("stream 2/1 play \"captures/a b.ts\" jst=1 country=jpn mode=3 scan=on");
+    EXPECT_EQ(step.kind, StepKind::StreamPlay);
+    EXPECT_EQ(step.text, "captures/a b.ts");
+    EXPECT_TRUE(step.jst);
+    EXPECT_TRUE(step.scan);
+    EXPECT_EQ(step.mode, 3);
+    EXPECT_EQ(step.country, "jpn");
+    EXPECT_EQ(ParseOne("stream 1/0 play x.ts").country, "");
+    EXPECT_EQ(Error("stream 1/0 play x.ts country=DE"),
+              "bad.scn:1: bad country 'DE' (want three letters)");
+    EXPECT_EQ(Error("stream 1/0 play"), "bad.scn:1: missing capture file after 'play'");
 }
 
 TEST(ParserTest, ReadsPlatformSteps)
