@@ -567,9 +567,16 @@ private:
 #if DAK_SIM_CAPTURE
         capture::PlayOutput output;
         if (!m_options.quiet) {
-            output.line = [this](const std::string& line) { m_runner.Print("  " + line); };
+            output.line = [this](const std::string& line) { m_runner.PrintAt(Now(), "  " + line); };
         }
-        output.note = [this](const std::string& note) { m_runner.Print("  " + note); };
+        output.note = [this](const std::string& note) { m_runner.PrintAt(Now(), "  " + note); };
+        const std::string handle = HandleText(step.profileId, step.subId);
+        output.table = [this, &handle](const capture::Replayed& replayed) {
+            if (replayed.handedOver) {
+                m_journal.Table(handle, capture::KindName(replayed.table->kind), replayed.utc,
+                                replayed.accepted);
+            }
+        };
         std::string error;
         const auto tables = capture::PlayStep(clock, step, m_script.name, output, error);
         if (!tables) {
