@@ -33,7 +33,7 @@ work="${DAK_BUILD_DIR:-$DAK_ROOT/build-external}"
 check_arch() {
     local arch="$1"
     local dir="$work/$arch" sysroot="$work/$arch/sysroot"
-    local platform_preset library_preset nm=nm
+    local platform_preset library_preset nm=nm lib_path=
     local -a find_args run=()
     case "$arch" in
         host)
@@ -46,7 +46,10 @@ check_arch() {
             nm=arm-linux-gnueabihf-nm
             find_args=(-DCMAKE_TOOLCHAIN_FILE="$DAK_ROOT/cmake/toolchain-armhf.cmake"
                        -DCMAKE_FIND_ROOT_PATH="$sysroot")
-            run=(qemu-arm -L /usr/arm-linux-gnueabihf) ;;
+            # The cross sysroot's runtime, never a natively installed armhf
+            # libc beside it (see cmake/toolchain-armhf.cmake).
+            run=(qemu-arm -L /usr/arm-linux-gnueabihf)
+            lib_path=/usr/arm-linux-gnueabihf/lib ;;
         *) echo "check-external: unknown architecture '$arch' (host armhf)" >&2; return 2 ;;
     esac
     rm -rf "$dir"
@@ -97,7 +100,7 @@ check_arch() {
             >/dev/null
         cmake --build "$dir/consumer-$how" --parallel "$DAK_JOBS"
         echo "-- consumer through $how:"
-        LD_LIBRARY_PATH="$sysroot/usr/lib" "${run[@]}" "$dir/consumer-$how/dak-time-consumer" \
+        LD_LIBRARY_PATH="$sysroot/usr/lib${lib_path:+:$lib_path}" "${run[@]}" "$dir/consumer-$how/dak-time-consumer" \
             2>"$dir/consumer-$how/log.txt"
     done
 }
