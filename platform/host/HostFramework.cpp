@@ -51,10 +51,13 @@ struct Framework {
     std::mutex pendingLock;  // orders a waiter's check against the wake-up
     std::condition_variable pendingZero;
 
-    std::atomic<bool> failSend{false};
     std::atomic<bool> failMutexCreate{false};
     std::atomic<bool> failTaskCreate{false};
 };
+
+// The send fault, read on every post: constant-initialised, so a post needs
+// no guarded first-use check to read it.
+std::atomic<bool> g_failSend{false};
 
 // Never destroyed: tasks may outlive the static destructors of the process.
 Framework& F()
@@ -173,10 +176,10 @@ void WaitNoPending()
 
 PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
 {
-    Framework& f = F();
-    if (f.failSend.load()) {
+    if (g_failSend.load()) {
         return PostResult::Refused;
     }
+    Framework& f = F();
     const std::lock_guard<std::mutex> lock(f.taskLock);
     if (std::find(f.tasks.begin(), f.tasks.end(), target) == f.tasks.end()) {
         return PostResult::NotCreated;
@@ -186,7 +189,7 @@ PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
 
 void ResetFrameworkFaults()
 {
-    F().failSend = false;
+    g_failSend = false;
     F().failMutexCreate = false;
     F().failTaskCreate = false;
 }
@@ -202,7 +205,7 @@ namespace dakhost {
 
 void FailSend(bool fail)
 {
-    F().failSend = fail;
+    g_failSend = fail;
 }
 
 void FailMutexCreate(bool fail)
@@ -469,13 +472,21 @@ bool TCQueue::PushAt(const TSEvent& event, bool front)
         m_store[(m_head + m_count) % kCapacity] = event;
     }
     ++m_count;
-    if (m_count == 1 && !m_busy) {
+    // The task waits for an event only on an empty queue, and every push
+    // that ends the emptiness wakes it: a push onto a queue that already
+    // held events has no reader to wake. WaitIdle() waits for the queue to
+    // empty, which no push brings about.
+    const bool wasEmpty = m_count == 1;
+    if (wasEmpty && !m_busy) {
         dakhost::detail::PendingAdd(1);  // the queue was idle
     }
     pthread_mutex_unlock(&m_qlock);
     // Woken after the unlock, the task takes the lock at once instead of
-    // waking only to wait for it: one switch per event, not two.
-    pthread_cond_broadcast(&m_qcond);
+    // waking only to wait for it: one switch per event, not two. Broadcast,
+    // since WaitIdle() callers sleep on the same condition.
+    if (wasEmpty) {
+        pthread_cond_broadcast(&m_qcond);
+    }
     return true;
 }
 
@@ -505,8 +516,10 @@ void TCQueue::HandlerDone()
     const bool nowIdle = m_busy && m_count == 0;
     m_busy = false;
     pthread_mutex_unlock(&m_qlock);
-    pthread_cond_broadcast(&m_qcond);
+    // Only WaitIdle() waits for the handler, and only an empty queue ends
+    // its wait; the task itself is the one thread here.
     if (nowIdle) {
+        pthread_cond_broadcast(&m_qcond);
         dakhost::detail::PendingSub(1);
     }
 }
@@ -735,7 +748,7 @@ bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
         Report("event != NULL", __LINE__);
         return false;
     }
-    if (F().failSend.load(std::memory_order_relaxed)) {
+    if (g_failSend.load(std::memory_order_relaxed)) {
         return false;
     }
     TCTask* target = this;
