@@ -104,20 +104,50 @@ void ReportLostEvent(const char* task, unsigned long eventId, const char* what) 
 // ---- the parts of the framework that the controls reach -------------------
 
 struct TCQueueAccess {
-    static bool Push(TCQueue& queue, const TSEvent& event, bool front)
+    // Queues a copy of `event` addressed to `receiver`: one lock, the
+    // queue's. Defined here so that a task's post runs it in line.
+    static bool Store(TCQueue& queue, const TSEvent& event, TCHandler* receiver, bool front)
     {
-        return queue.PushAt(event, front);
+        pthread_mutex_lock(&queue.m_qlock);
+        if (!queue.m_open || queue.m_count == TCQueue::kCapacity) {
+            pthread_mutex_unlock(&queue.m_qlock);
+            return false;
+        }
+        unsigned int at = queue.m_head + queue.m_count;
+        if (front) {
+            at = queue.m_head + TCQueue::kCapacity - 1;
+            queue.m_head = at % TCQueue::kCapacity;
+        }
+        TSEvent& slot = queue.m_store[at % TCQueue::kCapacity];
+        slot = event;
+        slot.receiver = receiver;
+        const unsigned int count = ++queue.m_count;
+        // The task waits for an event only on an empty queue, and every push
+        // that ends the emptiness wakes it: a push onto a queue that already
+        // held events has no reader to wake. WaitIdle() waits for the queue
+        // to empty, which no push brings about.
+        const bool wasEmpty = count == 1;
+        if (wasEmpty && !queue.m_busy) {
+            dakhost::detail::PendingAdd(1);  // the queue was idle
+        }
+        pthread_mutex_unlock(&queue.m_qlock);
+        // Woken after the unlock, the task takes the lock at once instead of
+        // waking only to wait for it: one switch per event, not two.
+        // Broadcast, since WaitIdle() callers sleep on the same condition.
+        if (wasEmpty) {
+            pthread_cond_broadcast(&queue.m_qcond);
+        }
+        return true;
     }
     // Queues a copy of `event`, addressed to `task`'s own handler when it
-    // names none: one lock, the queue's.
+    // names none.
     static bool Post(TCTask& task, const TSEvent& event, bool front)
     {
-        if (event.receiver != nullptr) {
-            return task.PushAt(event, front);
+        TCHandler* receiver = event.receiver;
+        if (receiver == nullptr) {
+            receiver = &task;
         }
-        TSEvent copy = event;
-        copy.receiver = &task;
-        return task.PushAt(copy, front);
+        return Store(task, event, receiver, front);
     }
     static void CloseAndDrop(TCQueue& queue, bool releaseBusy) { queue.CloseAndDrop(releaseBusy); }
 };
@@ -460,34 +490,7 @@ bool TCQueue::Push(const TSEvent& event)
 
 bool TCQueue::PushAt(const TSEvent& event, bool front)
 {
-    pthread_mutex_lock(&m_qlock);
-    if (!m_open || m_count == kCapacity) {
-        pthread_mutex_unlock(&m_qlock);
-        return false;
-    }
-    if (front) {
-        m_head = (m_head + kCapacity - 1) % kCapacity;
-        m_store[m_head] = event;
-    } else {
-        m_store[(m_head + m_count) % kCapacity] = event;
-    }
-    ++m_count;
-    // The task waits for an event only on an empty queue, and every push
-    // that ends the emptiness wakes it: a push onto a queue that already
-    // held events has no reader to wake. WaitIdle() waits for the queue to
-    // empty, which no push brings about.
-    const bool wasEmpty = m_count == 1;
-    if (wasEmpty && !m_busy) {
-        dakhost::detail::PendingAdd(1);  // the queue was idle
-    }
-    pthread_mutex_unlock(&m_qlock);
-    // Woken after the unlock, the task takes the lock at once instead of
-    // waking only to wait for it: one switch per event, not two. Broadcast,
-    // since WaitIdle() callers sleep on the same condition.
-    if (wasEmpty) {
-        pthread_cond_broadcast(&m_qcond);
-    }
-    return true;
+    return TCQueueAccess::Store(*this, event, event.receiver, front);
 }
 
 bool TCQueue::PopWait(TSEvent* event)
