@@ -121,20 +121,19 @@ struct TCQueueAccess {
         TSEvent& slot = queue.m_store[at % TCQueue::kCapacity];
         slot = event;
         slot.receiver = receiver;
-        const unsigned int count = ++queue.m_count;
-        // The task waits for an event only on an empty queue, and every push
-        // that ends the emptiness wakes it: a push onto a queue that already
-        // held events has no reader to wake. WaitIdle() waits for the queue
-        // to empty, which no push brings about.
-        const bool wasEmpty = count == 1;
-        if (wasEmpty && !queue.m_busy) {
-            dakhost::detail::PendingAdd(1);  // the queue was idle
+        // The task sleeps only on an idle queue (empty, no handler running):
+        // a running handler finds the event when it returns, and a queue
+        // that already held events has had its wake-up. WaitIdle() waits for
+        // the queue to empty, which no push brings about.
+        const bool wasIdle = ++queue.m_count == 1 && !queue.m_busy;
+        if (wasIdle) {
+            dakhost::detail::PendingAdd(1);
         }
         pthread_mutex_unlock(&queue.m_qlock);
         // Woken after the unlock, the task takes the lock at once instead of
         // waking only to wait for it: one switch per event, not two.
         // Broadcast, since WaitIdle() callers sleep on the same condition.
-        if (wasEmpty) {
+        if (wasIdle) {
             pthread_cond_broadcast(&queue.m_qcond);
         }
         return true;
