@@ -51,10 +51,13 @@ struct Framework {
     std::mutex pendingLock;  // orders a waiter's check against the wake-up
     std::condition_variable pendingZero;
 
-    std::atomic<bool> failSend{false};
     std::atomic<bool> failMutexCreate{false};
     std::atomic<bool> failTaskCreate{false};
 };
+
+// The send fault, read on every post: constant-initialised, so a post needs
+// no guarded first-use check to read it.
+std::atomic<bool> g_failSend{false};
 
 // Never destroyed: tasks may outlive the static destructors of the process.
 Framework& F()
@@ -101,20 +104,49 @@ void ReportLostEvent(const char* task, unsigned long eventId, const char* what) 
 // ---- the parts of the framework that the controls reach -------------------
 
 struct TCQueueAccess {
-    static bool Push(TCQueue& queue, const TSEvent& event, bool front)
+    // Queues a copy of `event` addressed to `receiver`: one lock, the
+    // queue's. Defined here so that a task's post runs it in line.
+    static bool Store(TCQueue& queue, const TSEvent& event, TCHandler* receiver, bool front)
     {
-        return queue.PushAt(event, front);
+        pthread_mutex_lock(&queue.m_qlock);
+        if (!queue.m_open || queue.m_count == TCQueue::kCapacity) {
+            pthread_mutex_unlock(&queue.m_qlock);
+            return false;
+        }
+        unsigned int at = queue.m_head + queue.m_count;
+        if (front) {
+            at = queue.m_head + TCQueue::kCapacity - 1;
+            queue.m_head = at % TCQueue::kCapacity;
+        }
+        TSEvent& slot = queue.m_store[at % TCQueue::kCapacity];
+        slot = event;
+        slot.receiver = receiver;
+        // The task sleeps only on an idle queue (empty, no handler running):
+        // a running handler finds the event when it returns, and a queue
+        // that already held events has had its wake-up. WaitIdle() waits for
+        // the queue to empty, which no push brings about.
+        const bool wasIdle = ++queue.m_count == 1 && !queue.m_busy;
+        if (wasIdle) {
+            dakhost::detail::PendingAdd(1);
+        }
+        pthread_mutex_unlock(&queue.m_qlock);
+        // Woken after the unlock, the task takes the lock at once instead of
+        // waking only to wait for it: one switch per event, not two.
+        // Broadcast, since WaitIdle() callers sleep on the same condition.
+        if (wasIdle) {
+            pthread_cond_broadcast(&queue.m_qcond);
+        }
+        return true;
     }
     // Queues a copy of `event`, addressed to `task`'s own handler when it
-    // names none: one lock, the queue's.
+    // names none.
     static bool Post(TCTask& task, const TSEvent& event, bool front)
     {
-        if (event.receiver != nullptr) {
-            return task.PushAt(event, front);
+        TCHandler* receiver = event.receiver;
+        if (receiver == nullptr) {
+            receiver = &task;
         }
-        TSEvent copy = event;
-        copy.receiver = &task;
-        return task.PushAt(copy, front);
+        return Store(task, event, receiver, front);
     }
     static void CloseAndDrop(TCQueue& queue, bool releaseBusy) { queue.CloseAndDrop(releaseBusy); }
 };
@@ -173,10 +205,10 @@ void WaitNoPending()
 
 PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
 {
-    Framework& f = F();
-    if (f.failSend.load()) {
+    if (g_failSend.load()) {
         return PostResult::Refused;
     }
+    Framework& f = F();
     const std::lock_guard<std::mutex> lock(f.taskLock);
     if (std::find(f.tasks.begin(), f.tasks.end(), target) == f.tasks.end()) {
         return PostResult::NotCreated;
@@ -186,7 +218,7 @@ PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
 
 void ResetFrameworkFaults()
 {
-    F().failSend = false;
+    g_failSend = false;
     F().failMutexCreate = false;
     F().failTaskCreate = false;
 }
@@ -202,7 +234,7 @@ namespace dakhost {
 
 void FailSend(bool fail)
 {
-    F().failSend = fail;
+    g_failSend = fail;
 }
 
 void FailMutexCreate(bool fail)
@@ -457,26 +489,7 @@ bool TCQueue::Push(const TSEvent& event)
 
 bool TCQueue::PushAt(const TSEvent& event, bool front)
 {
-    pthread_mutex_lock(&m_qlock);
-    if (!m_open || m_count == kCapacity) {
-        pthread_mutex_unlock(&m_qlock);
-        return false;
-    }
-    if (front) {
-        m_head = (m_head + kCapacity - 1) % kCapacity;
-        m_store[m_head] = event;
-    } else {
-        m_store[(m_head + m_count) % kCapacity] = event;
-    }
-    ++m_count;
-    if (m_count == 1 && !m_busy) {
-        dakhost::detail::PendingAdd(1);  // the queue was idle
-    }
-    pthread_mutex_unlock(&m_qlock);
-    // Woken after the unlock, the task takes the lock at once instead of
-    // waking only to wait for it: one switch per event, not two.
-    pthread_cond_broadcast(&m_qcond);
-    return true;
+    return TCQueueAccess::Store(*this, event, event.receiver, front);
 }
 
 bool TCQueue::PopWait(TSEvent* event)
@@ -505,8 +518,10 @@ void TCQueue::HandlerDone()
     const bool nowIdle = m_busy && m_count == 0;
     m_busy = false;
     pthread_mutex_unlock(&m_qlock);
-    pthread_cond_broadcast(&m_qcond);
+    // Only WaitIdle() waits for the handler, and only an empty queue ends
+    // its wait; the task itself is the one thread here.
     if (nowIdle) {
+        pthread_cond_broadcast(&m_qcond);
         dakhost::detail::PendingSub(1);
     }
 }
@@ -735,7 +750,7 @@ bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
         Report("event != NULL", __LINE__);
         return false;
     }
-    if (F().failSend.load(std::memory_order_relaxed)) {
+    if (g_failSend.load(std::memory_order_relaxed)) {
         return false;
     }
     TCTask* target = this;

@@ -101,18 +101,6 @@ void TCSystemTimeManager::t_ReportStepFailed() noexcept
     }
 }
 
-bool TCSystemTimeManager::PostToSelf(uint32_t eventId, const uint8_t (&payload)[8])
-{
-    if (!FlagCreate()) {
-        return false;
-    }
-    TSEvent event;
-    event.receiver = static_cast<TCHandler*>(this);
-    event.eventId = eventId;
-    std::memcpy(event.payload, payload, sizeof(event.payload));
-    return Send(&event, false, false);
-}
-
 bool TCSystemTimeManager::t_OnEvent(const TSEvent* event)
 {
     if (TCTask::t_OnEvent(event)) {

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 
 #include <boost/shared_ptr.hpp>
@@ -106,8 +107,19 @@ private:
     void t_WithdrawSubscriptions(bool forGood) noexcept;
 
     // Posts an event of the manager's own to its task; false when the task is
-    // not running or the queue refused it.
-    bool PostToSelf(uint32_t eventId, const uint8_t (&payload)[8]);
+    // not running or the queue refused it. In line: a client's request pays
+    // one call, into the platform.
+    bool PostToSelf(uint32_t eventId, const uint8_t (&payload)[8])
+    {
+        if (!FlagCreate()) {
+            return false;
+        }
+        TSEvent event;
+        event.receiver = static_cast<TCHandler*>(this);
+        event.eventId = eventId;
+        std::memcpy(event.payload, payload, sizeof(event.payload));
+        return Send(&event, false, false);
+    }
 
     TCMutex m_mutex;
     // Read on client threads while the task writes it: one aligned word.

@@ -1,5 +1,5 @@
 // The host platform's task framework on real threads: the recursive mutex,
-// and a task's queue order, full queue, stop and queue clearing.
+// and a task's queue order, wake-ups, full queue, stop and queue clearing.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -58,6 +58,8 @@ public:
         }
         return true;
     }
+
+    bool WaitQueueIdle() { return WaitIdle(); }
 
     std::vector<uint32_t> Events()
     {
@@ -167,6 +169,45 @@ TEST_F(HostFramework, QueueKeepsOrderTakesOwnSendsAndRefusesWhenFull)
         expected.push_back(id);
     }
     EXPECT_EQ(task.Events(), expected);
+}
+
+TEST_F(HostFramework, RacingPostsWakeTheSleepingTaskBesideAQueueWaiter)
+{
+    // Each round starts on an idle, sleeping task: two posters race to wake
+    // it (one naming no receiver, so the task's own handler takes it) while
+    // a third thread waits on the same queue for it to drain.
+    constexpr uint32_t kRounds = 200;
+    constexpr uint32_t kPerPoster = 20;
+    for (uint32_t round = 0; round < kRounds; ++round) {
+        std::vector<std::thread> threads;
+        for (uint32_t poster = 0; poster < 2; ++poster) {
+            threads.emplace_back([this, poster, round] {
+                const uint32_t first = (poster + 1) * 100000 + round * kPerPoster;
+                for (uint32_t id = first; id < first + kPerPoster; ++id) {
+                    EXPECT_TRUE(Post(task, poster == 0 ? nullptr : &task, id));
+                }
+            });
+        }
+        threads.emplace_back([this] { EXPECT_TRUE(task.WaitQueueIdle()); });
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        dakhost::WaitIdle();
+        ASSERT_EQ(task.Events().size(), (round + 1) * 2 * kPerPoster) << "round " << round;
+    }
+    // Each poster's events in the order it sent them.
+    for (uint32_t poster = 0; poster < 2; ++poster) {
+        std::vector<uint32_t> seen;
+        for (const uint32_t id : task.Events()) {
+            if (id / 100000 == poster + 1) {
+                seen.push_back(id - (poster + 1) * 100000);
+            }
+        }
+        ASSERT_EQ(seen.size(), kRounds * kPerPoster);
+        for (uint32_t i = 0; i < seen.size(); ++i) {
+            ASSERT_EQ(seen[i], i) << "poster " << poster;
+        }
+    }
 }
 
 TEST_F(HostFramework, NoHandlerRunsAfterTheStopEventAndDestroy)
