@@ -41,12 +41,13 @@ export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 failed=0
 for entry in "${fuzzers[@]}"; do
     read -r name binary corpus <<< "$entry"
+    read -r -a seeds <<< "$corpus"
     scratch="$build_dir/fuzz-work/$name"
     mkdir -p "$scratch/corpus" "$scratch/artifacts"
-    echo "== fuzz.sh: $name for ${seconds} s (seeds: ${corpus#"$DAK_ROOT"/})"
+    echo "== fuzz.sh: $name for ${seconds} s (seeds: ${corpus//"$DAK_ROOT"\//})"
     if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
             -print_final_stats=1 -artifact_prefix="$scratch/artifacts/" \
-            "$scratch/corpus" "$corpus" 2>&1 | tail -n 40; then
+            "$scratch/corpus" "${seeds[@]}" 2>&1 | tail -n 40; then
         echo "fuzz.sh: $name FAILED; inputs in $scratch/artifacts" >&2
         failed=1
     fi

@@ -3,11 +3,11 @@
 # Everything is built with coverage for the fuzzer; each target links
 # libFuzzer's main.
 #
-#   dak_add_fuzzer(NAME SOURCE... [CORPUS DIR] [LIBRARIES LIB...])
+#   dak_add_fuzzer(NAME SOURCE... [CORPUS DIR...] [LIBRARIES LIB...])
 #
-# CORPUS is the seed corpus kept in the repository (default
+# CORPUS names the seed folders kept in the repository (default
 # tests/fuzz/corpus/NAME). ${CMAKE_BINARY_DIR}/fuzzers.txt lists every
-# target as "NAME BINARY CORPUS", one a line, for ci/fuzz.sh.
+# target as "NAME BINARY CORPUS...", one a line, for ci/fuzz.sh.
 option(DAK_BUILD_FUZZ "Build the libFuzzer targets (needs clang)" OFF)
 
 if(DAK_BUILD_FUZZ)
@@ -19,13 +19,14 @@ if(DAK_BUILD_FUZZ)
 endif()
 
 function(dak_add_fuzzer name)
-  cmake_parse_arguments(PARSE_ARGV 1 FUZZ "" "CORPUS" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 FUZZ "" "" "CORPUS;LIBRARIES")
   if(NOT FUZZ_CORPUS)
     set(FUZZ_CORPUS ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${name})
   endif()
   add_executable(${name} ${FUZZ_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${FUZZ_LIBRARIES})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  string(REPLACE ";" " " corpus "${FUZZ_CORPUS}")
   file(APPEND ${CMAKE_BINARY_DIR}/fuzzers.txt
-    "${name} ${CMAKE_CURRENT_BINARY_DIR}/${name} ${FUZZ_CORPUS}\n")
+    "${name} ${CMAKE_CURRENT_BINARY_DIR}/${name} ${corpus}\n")
 endfunction()
