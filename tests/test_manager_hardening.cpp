@@ -113,6 +113,9 @@ TEST_F(WideValues, TheTimeBeforeAStreamSettingIsLoggedAsTheSetsLong)
     dakhost::SetPlatformClock(late);
     EXPECT_TRUE(clock->SetStreamClock(late, false, 0));
     EXPECT_TRUE(HasLog("oldTime [-2147483648], diff [0] autoClockType [2]", 5));
+    // The task applies the first setting in its own time; it must be done
+    // before the clock is moved back, or it would move it forward again.
+    dakhost::WaitIdle();
     dakhost::SetPlatformClock(late - 1);
     EXPECT_TRUE(clock->SetStreamClock(late, false, 0));
     EXPECT_TRUE(HasLog("oldTime [2147483647], diff [-1]", 5));
