@@ -163,6 +163,36 @@ DAK_PLATFORM_API void WaitIdle();
 DAK_PLATFORM_API int AlarmCount();
 DAK_PLATFORM_API int TaskCount();
 
+// ---- scheduling --------------------------------------------------------------
+
+// Real scheduling (the default): every task and alarm has a thread of its
+// own and the workstation decides which runs. Tests and benchmarks that want
+// real concurrency keep it.
+//
+// Deterministic scheduling, for a simulation that must repeat itself: one
+// simulated thread runs at a time, the calling thread (the controller) being
+// the first. Virtual time should be on: alarms then have no thread and post
+// from the controller when Advance() or FireAlarms() makes them due.
+// - Without a seed (the fixed rule), tasks have no thread of their own: the
+//   controller runs on, and the queued events are handled on its thread
+//   whenever it waits for idle (WaitIdle, Advance after each firing,
+//   FireAlarms, LetTasksRun, destroying a task): one event at a time, of the
+//   task made first that has one, each task's in queue order.
+// - With a seed, tasks have threads again, but they pass one baton: at each
+//   point where a thread posts or may block (queue wait and post, semaphore
+//   take, mutex lock, read and write lock, alarm delivery, settings callback
+//   delivery, LetTasksRun) a generator seeded by `seed` chooses among the
+//   threads that can run. The same seed gives the same choices.
+// Refused (false) while a task or an alarm exists; switching drops nothing.
+DAK_PLATFORM_API bool UseDeterministicScheduling(std::optional<uint32_t> seed);
+DAK_PLATFORM_API bool UseRealScheduling();
+// The end of the controller's turn: with the fixed rule every task handles
+// what is queued (WaitIdle()); with a seed one more choice of who runs;
+// with real scheduling nothing.
+DAK_PLATFORM_API void LetTasksRun();
+// Choices the seeded scheduler has made since it was switched on.
+DAK_PLATFORM_API uint64_t SchedulingChoices();
+
 // ---- logs ------------------------------------------------------------------
 
 enum class Via { Print, PrintF, Profiling, Trace, Assert, Stdout };
