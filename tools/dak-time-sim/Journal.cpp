@@ -60,7 +60,7 @@ void Journal::Write(const TraceRecord& record)
     }
 }
 
-void Journal::BeginFile(const std::string& name)
+void Journal::BeginFile(const std::string& name, std::optional<uint32_t> seed)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_file = name;
@@ -71,7 +71,14 @@ void Journal::BeginFile(const std::string& name)
         m_timeline->Reason(moment, dakhost::GetSetting(dakhost::Setting::Reason));
         m_timeline->AutoClock(moment, dakhost::GetSetting(dakhost::Setting::AutoClockType));
     }
-    Write(TraceRecord("file", moment, m_file).Int("rtc", dakhost::Rtc()));
+    TraceRecord record("file", moment, m_file);
+    record.Int("rtc", dakhost::Rtc());
+    if (seed) {
+        record.Text("scheduling", "seeded").Int("seed", *seed);
+    } else {
+        record.Text("scheduling", "fixed");
+    }
+    Write(record);
 }
 
 void Journal::EndFile(int passed, int failed)

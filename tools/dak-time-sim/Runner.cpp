@@ -150,7 +150,9 @@ public:
             m_window.EnterStep(i);
             dakhost::SetLogLevel(LevelNeeded());
             RunStep(m_script.steps[i]);
+            dakhost::LetTasksRun();
         }
+        dakhost::WaitIdle();
         if (!m_options.quiet) {
             PrintSummary();
         }
@@ -317,6 +319,7 @@ private:
         const std::string handle =
             std::to_string(step.profileId) + "/" + std::to_string(step.subId);
         ++m_tally.failed;
+        m_tally.failures.push_back({step.line, step.source});
         m_runner.Print("FAIL " + m_script.name + ":" + std::to_string(step.line) +
                        ": step refused: stream " + handle +
                        " still holds the manager destroyed by 'manager exit' at line " +
@@ -626,6 +629,7 @@ private:
     void Fail(const Step& step, const std::string& expected, const std::string& got)
     {
         ++m_tally.failed;
+        m_tally.failures.push_back({step.line, step.source});
         const std::string message = "expected " + expected + ", got " + got;
         const Moment moment = m_journal.Expectation(step, false, message);
         m_runner.PrintAt(
@@ -988,12 +992,13 @@ private:
 };
 
 // Back to a process that has just loaded the library.
-void FreshState()
+void FreshState(const RunOptions& options)
 {
     TIStreamClock::Exit();
     TISystemTimeManager::Exit();
     dakhost::Reset();
     dakhost::UseVirtualTime(true);
+    dakhost::UseDeterministicScheduling(options.seed);
     dakhost::SetLogToStderr(false);
     dakhost::SetLogLevel(kRecordEveryLevel);
 }
@@ -1029,11 +1034,12 @@ void Runner::Print(const std::string& text)
 
 Tally Runner::Run(const Script& script)
 {
-    FreshState();
+    FreshState(m_options);
     if (!m_options.quiet) {
-        Print("=== " + script.name);
+        Print("=== " + script.name +
+              (m_options.seed ? "  (seed " + std::to_string(*m_options.seed) + ")" : ""));
     }
-    m_journal.BeginFile(script.name);
+    m_journal.BeginFile(script.name, m_options.seed);
     FileRun run(*this, script, m_options, m_journal, m_colour);
     dakhost::SetLogSink([&run](const dakhost::LogLine& line) { run.Logged(line); });
     dakhost::SetObserver(&run);
@@ -1044,6 +1050,7 @@ Tally Runner::Run(const Script& script)
         tally = run.Run();
     } catch (const std::exception& error) {
         ++tally.failed;
+        tally.failures.push_back({0, error.what()});
         Print("FAIL " + script.name + ": " + error.what());
     }
     m_journal.EndFile(tally.passed, tally.failed);
