@@ -159,6 +159,10 @@ DAK_PLATFORM_API void FireAlarms();
 // handling posted: one count of queued events and running handlers over all
 // tasks must reach zero. On a task's own thread it returns at once.
 DAK_PLATFORM_API void WaitIdle();
+// Whether the calling thread is taking a task's turn: running its handler
+// on the task's own thread or, under the fixed scheduling rule, on the
+// thread that waits for idle.
+DAK_PLATFORM_API bool InTaskTurn();
 // Number of created alarms and of running tasks.
 DAK_PLATFORM_API int AlarmCount();
 DAK_PLATFORM_API int TaskCount();

@@ -345,6 +345,11 @@ void WaitIdle()
     detail::WaitNoPending();
 }
 
+bool InTaskTurn()
+{
+    return tlsOnTaskThread;
+}
+
 int TaskCount()
 {
     Framework& f = F();
