@@ -53,6 +53,8 @@ public:
     void Print(const std::string& text);
     // The same, led by the virtual moment it tells of.
     void PrintAt(const Moment& moment, const std::string& text);
+    // Whether the output is a terminal (log lines are then coloured).
+    bool Colour() const { return m_colour; }
 
 private:
     FILE* m_out;
