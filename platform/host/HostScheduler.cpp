@@ -14,13 +14,16 @@
 //   post, the holder asks a generator seeded by the seed which runnable
 //   thread goes on; a thread that cannot go on (an empty queue, a taken
 //   semaphore or lock, a thread it joins, an idle it waits for) hands the
-//   baton to one that can. The choice is std::mt19937 (its sequence is
-//   fixed by the C++ standard) reduced to a range by rejection here, so the
-//   same seed chooses alike on every library and word size.
+//   baton to one that can. The seed also sets how often the holder keeps
+//   the baton when it may, so that a sweep of seeds sees threads run far
+//   ahead as well as switch often. The choice is std::mt19937 (its sequence
+//   is fixed by the C++ standard) reduced to a range by rejection here, so
+//   the same seed chooses alike on every library and word size.
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -49,6 +52,10 @@ struct Scheduler {
     SimThread* current = nullptr;
     std::mt19937 generator;
     uint32_t seed = 0;
+    // How often (in percent) a thread that may go on at a point keeps the
+    // baton; drawn from the seed, so that some seeds let a thread run far
+    // ahead of the others and some switch at almost every point.
+    uint32_t stayPercent = 0;
     uint64_t choices = 0;
     bool stuckReported = false;
 };
@@ -75,8 +82,12 @@ uint32_t Below(std::mt19937& generator, uint32_t n)
     return static_cast<uint32_t>(draw % n);
 }
 
-// The next holder among the runnable threads; null when none can run.
-SimThread* Choose(Scheduler& s)
+// The stay rates a seed picks from.
+constexpr uint32_t kStayPercents[] = {0, 50, 80, 95};
+
+// The next holder among the runnable threads; null when none can run. A
+// runnable `self` keeps the baton at the seed's stay rate.
+SimThread* Choose(Scheduler& s, SimThread* self)
 {
     std::vector<SimThread*> runnable;
     for (const auto& thread : s.threads) {
@@ -87,9 +98,12 @@ SimThread* Choose(Scheduler& s)
     if (runnable.empty()) {
         return nullptr;
     }
-    ++s.choices;
     if (runnable.size() == 1) {
         return runnable.front();
+    }
+    ++s.choices;
+    if (self != nullptr && self->runnable && Below(s.generator, 100) < s.stayPercent) {
+        return self;
     }
     return runnable[Below(s.generator, static_cast<uint32_t>(runnable.size()))];
 }
@@ -150,7 +164,7 @@ void SchedulePoint()
     }
     Scheduler& s = S();
     std::unique_lock<std::mutex> lock(s.lock);
-    SimThread* next = Choose(s);
+    SimThread* next = Choose(s, tlsSim);
     if (next != nullptr) {
         HandOver(s, lock, tlsSim, next);
     }
@@ -166,7 +180,7 @@ void ScheduleBlock(const void* key)
     SimThread* self = tlsSim;
     self->runnable = false;
     self->waitingOn = key;
-    SimThread* next = Choose(s);
+    SimThread* next = Choose(s, nullptr);
     if (next == nullptr) {
         // A real deadlock of the simulated threads: it hangs as it would on
         // a set, but says so first.
@@ -244,7 +258,7 @@ void ScheduleLeave()
             thread->waitingOn = nullptr;
         }
     }
-    SimThread* next = Choose(s);
+    SimThread* next = Choose(s, nullptr);
     s.current = next;
     if (next != nullptr) {
         next->turn.notify_one();
@@ -301,6 +315,7 @@ bool UseDeterministicScheduling(std::optional<uint32_t> seed)
     s.threads.push_back(std::move(controller));
     s.seed = seed.value_or(0);
     s.generator.seed(s.seed);
+    s.stayPercent = kStayPercents[Below(s.generator, std::size(kStayPercents))];
     s.choices = 0;
     s.stuckReported = false;
     g_mode.store(seed ? detail::SchedulingMode::Seeded : detail::SchedulingMode::Fixed);
