@@ -205,12 +205,14 @@ bool RunInline(TCTask& task)
             f.inlineStarted.push_back(&task);
         }
     }
+    // Never reached from ~TCTask: it marks the task as exiting first, and a
+    // task that exits is not run here.
     bool goesOn = true;
     if (first) {
-        goesOn = task.t_Create();
+        goesOn = task.t_Create();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
     }
     if (goesOn && TCQueueAccess::HasEvents(task)) {
-        goesOn = task.ExecuteEvent();
+        goesOn = task.ExecuteEvent();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
     }
     const bool gone = tlsSelfDestroyed;
     tlsSelfDestroyed = false;
@@ -720,6 +722,9 @@ TCTask::~TCTask()
 {
     if (FlagCreate()) {
         Report("FlagCreate() == false", __LINE__);
+        // The handlers are gone with the derived object: nothing more is
+        // handled, as after the stop event.
+        m_exitRequested = true;
         TCTask::Destroy();
     }
 }
@@ -828,7 +833,7 @@ void TCTask::Destroy()
         JoinThread();
     } else {
         Close();
-        if (!IsThreadRunning()) {
+        if (!IsThreadRunning() && !m_exitRequested) {
             // Without a thread: what was queued before the stop is handled
             // here, as the thread would have handled it before ending.
             while (RunInline(*this)) {
