@@ -35,8 +35,9 @@ std::string Describe(const CallResult& result);
 
 class RunContext {
 public:
-    RunContext(Runner& runner, const Script& script, const RunOptions& options, Journal& journal,
-               Decisions& decisions, const LogWindow& window, const SignalBook& signals);
+    RunContext(Runner& runner, const Script& ofScript, const RunOptions& withOptions,
+               Journal& toJournal, Decisions& toDecisions, const LogWindow& logWindow,
+               const SignalBook& signalBook);
 
     const Script& script;
     const RunOptions& options;
