@@ -286,8 +286,8 @@ int Run(int argc, char** argv)
     daksim::Tally total;
     if (seeds) {
         total = daksim::SweepSeeds(out, scripts, *seeds, options);
-        std::fprintf(out, "%d runs held every expectation, %d failed\n", total.passed,
-                     total.failed);
+        std::fprintf(out, "%d runs: %d held every expectation, %d failed\n",
+                     total.passed + total.failed, total.passed, total.failed);
     } else {
         daksim::Runner runner(out, options);
         for (const daksim::Script& script : scripts) {
