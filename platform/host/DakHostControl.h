@@ -25,7 +25,8 @@ namespace dakhost {
 // unreadable, object factory (KR), event manager and registry present, no
 // agent, hardware clock present at 2024-01-01T00:00:00Z, platform clock the
 // same, no faults, TZ=UTC0, virtual time at 0, logs and records cleared, the
-// register count reset to the libraries loaded now.
+// register count reset to the libraries loaded now. Virtual time and the
+// scheduling mode are kept.
 DAK_PLATFORM_API void Reset();
 
 // ---- settings store --------------------------------------------------------

@@ -66,7 +66,9 @@ void Journal::BeginFile(const std::string& name, std::optional<uint32_t> seed)
     m_file = name;
     const Moment moment = Now();
     if (m_timeline != nullptr) {
-        m_timeline->BeginFile(name, moment);
+        // The picture names the seed beside the file, as the header does.
+        m_timeline->BeginFile(seed ? name + "  (seed " + std::to_string(*seed) + ")" : name,
+                              moment);
         m_timeline->Clocks(moment, dakhost::Rtc());
         m_timeline->Reason(moment, dakhost::GetSetting(dakhost::Setting::Reason));
         m_timeline->AutoClock(moment, dakhost::GetSetting(dakhost::Setting::AutoClockType));
