@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -414,6 +415,10 @@ private:
             case StepKind::SetClock:
                 dakhost::SetPlatformClock(static_cast<uint32_t>(Resolve(step.time)));
                 break;
+            case StepKind::SetProcessClock:
+                dakhost::SetProcessClock(
+                    step.flag ? std::nullopt : std::optional<int64_t>(Resolve(step.time) * 1000));
+                break;
             case StepKind::SetTzAgent:
                 dakhost::SetTimeZoneAgent(Agent(step.agent), step.offsets);
                 break;
@@ -438,6 +443,12 @@ private:
                 break;
             case StepKind::FailClockSet:
                 dakhost::FailClockSet(value);
+                break;
+            case StepKind::FailMonotonic:
+                dakhost::FailMonotonic(step.flag ? EINVAL : 0);
+                break;
+            case StepKind::FailProcessClock:
+                dakhost::FailProcessClock(step.flag ? EINVAL : 0);
                 break;
             case StepKind::FailSend:
                 dakhost::FailSend(step.flag);
