@@ -46,6 +46,7 @@ struct Framework {
     std::vector<TCTask*> tasks;
 
     std::atomic<uint64_t> pending{0};
+    std::atomic<int> pendingFaults{0};  // times the count would have gone below zero
     // Threads in WaitNoPending; the last PendingSub wakes them only then.
     std::atomic<int> idleWaiters{0};
     std::mutex pendingLock;  // orders a waiter's check against the wake-up
@@ -249,6 +250,16 @@ void PendingSub(unsigned int n)
     uint64_t now = f.pending.load();
     uint64_t after = 0;
     do {
+        if (now < n) {
+            // More work done than was ever queued: the bookkeeping is wrong,
+            // and a WaitIdle() may have returned before the work was done.
+            // Counted and told, never hidden; the count stays at zero so that
+            // waiters are not stuck forever.
+            f.pendingFaults.fetch_add(1);
+            std::fprintf(stderr,
+                         "host platform: pending work count would go below zero (%llu - %u)\n",
+                         static_cast<unsigned long long>(now), n);
+        }
         after = now >= n ? now - n : 0;
     } while (!f.pending.compare_exchange_weak(now, after));
     // Both atomics are sequentially consistent: either this sees the waiter
@@ -264,6 +275,11 @@ void PendingSub(unsigned int n)
         }
         f.pendingZero.notify_all();
     }
+}
+
+int PendingFaults()
+{
+    return F().pendingFaults.load();
 }
 
 void WaitNoPending()
@@ -350,6 +366,11 @@ void WaitIdle()
 bool InTaskTurn()
 {
     return tlsOnTaskThread;
+}
+
+int PendingFaults()
+{
+    return detail::PendingFaults();
 }
 
 int TaskCount()

@@ -16,6 +16,8 @@ namespace dakhost::detail {
 // ---- pending work: the tasks with a queued event or a handler running ----
 void PendingAdd(unsigned int n);
 void PendingSub(unsigned int n);
+// How often PendingSub found less work pending than it was told was done.
+int PendingFaults();
 // Blocks until no work is pending (returns at once on a task's own thread,
 // which cannot wait for itself).
 void WaitNoPending();
@@ -65,6 +67,9 @@ void MovePlatformClockMs(uint64_t ms);
 void MoveRtcMs(uint64_t ms);
 void ResetClocks();
 void ResetRtc();
+// The process clock, when it is virtual; nothing otherwise.
+void MoveProcessClockMs(uint64_t ms);
+void ResetOsClocks();
 
 // ---- observer (null: none) ----
 dakhost::Observer* CurrentObserver();

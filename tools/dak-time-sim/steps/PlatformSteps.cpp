@@ -2,6 +2,7 @@
 
 #include <linux/rtc.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -123,6 +124,13 @@ void SetClock(RunContext& /*run*/, const Step& step)
     dakhost::SetPlatformClock(static_cast<uint32_t>(Resolve(step.time)));
 }
 
+void SetProcessClock(RunContext& /*run*/, const Step& step)
+{
+    // `real`: back to the machine's clock; otherwise a virtual time in ms.
+    dakhost::SetProcessClock(step.flag ? std::nullopt
+                                       : std::optional<int64_t>(Resolve(step.time) * 1000));
+}
+
 void SetTzAgent(RunContext& /*run*/, const Step& step)
 {
     dakhost::SetTimeZoneAgent(Agent(step.agent), step.offsets);
@@ -161,6 +169,16 @@ void FailClockGet(RunContext& /*run*/, const Step& step)
 void FailClockSet(RunContext& /*run*/, const Step& step)
 {
     dakhost::FailClockSet(Value(step));
+}
+
+void FailMonotonic(RunContext& /*run*/, const Step& step)
+{
+    dakhost::FailMonotonic(step.flag ? EINVAL : 0);
+}
+
+void FailProcessClock(RunContext& /*run*/, const Step& step)
+{
+    dakhost::FailProcessClock(step.flag ? EINVAL : 0);
 }
 
 void FailSend(RunContext& /*run*/, const Step& step)
