@@ -98,6 +98,8 @@ Tally SweepSeeds(FILE* out, const std::vector<Script>& scripts, const SeedRange&
             Line(out, "   " + script.name + ":" + std::to_string(line) + "  " + entry.first);
             Line(out, "     failed under " + std::to_string(entry.second.size()) + " of " +
                           std::to_string(runs) + " seeds: " + SeedList(entry.second));
+            Line(out, "     replay: dak-time-sim --seed " + std::to_string(entry.second.front()) +
+                          " " + script.name);
         }
     }
     if (nowhere != nullptr) {
