@@ -26,7 +26,8 @@ namespace dakhost {
 // agent, hardware clock present at 2024-01-01T00:00:00Z, platform clock the
 // same, process clock the machine's, no faults, TZ=UTC0, virtual time at 0
 // (and with it the monotonic clock's advance), logs and records cleared, the
-// register count reset to the libraries loaded now.
+// register count reset to the libraries loaded now. Whether virtual time is
+// on and the scheduling mode are kept.
 DAK_PLATFORM_API void Reset();
 
 // ---- settings store --------------------------------------------------------
@@ -177,6 +178,10 @@ DAK_PLATFORM_API void FireAlarms();
 // handling posted: one count of queued events and running handlers over all
 // tasks must reach zero. On a task's own thread it returns at once.
 DAK_PLATFORM_API void WaitIdle();
+// Whether the calling thread is taking a task's turn: running its handler
+// on the task's own thread or, under the fixed scheduling rule, on the
+// thread that waits for idle.
+DAK_PLATFORM_API bool InTaskTurn();
 // How often, since the process started, the framework was told of more
 // handled work than was queued: a fault of the framework's bookkeeping
 // (WaitIdle() may then return early), also printed to standard error. Not
@@ -185,6 +190,36 @@ DAK_PLATFORM_API int PendingFaults();
 // Number of created alarms and of running tasks.
 DAK_PLATFORM_API int AlarmCount();
 DAK_PLATFORM_API int TaskCount();
+
+// ---- scheduling --------------------------------------------------------------
+
+// Real scheduling (the default): every task and alarm has a thread of its
+// own and the workstation decides which runs. Tests and benchmarks that want
+// real concurrency keep it.
+//
+// Deterministic scheduling, for a simulation that must repeat itself: one
+// simulated thread runs at a time, the calling thread (the controller) being
+// the first. Virtual time should be on: alarms then have no thread and post
+// from the controller when Advance() or FireAlarms() makes them due.
+// - Without a seed (the fixed rule), tasks have no thread of their own: the
+//   controller runs on, and the queued events are handled on its thread
+//   whenever it waits for idle (WaitIdle, Advance after each firing,
+//   FireAlarms, LetTasksRun, destroying a task): one event at a time, of the
+//   task made first that has one, each task's in queue order.
+// - With a seed, tasks have threads again, but they pass one baton: at each
+//   point where a thread posts or may block (queue wait and post, semaphore
+//   take, mutex lock, read and write lock, alarm delivery, settings callback
+//   delivery, LetTasksRun) a generator seeded by `seed` chooses among the
+//   threads that can run. The same seed gives the same choices.
+// Refused (false) while a task or an alarm exists; switching drops nothing.
+DAK_PLATFORM_API bool UseDeterministicScheduling(std::optional<uint32_t> seed);
+DAK_PLATFORM_API bool UseRealScheduling();
+// The end of the controller's turn: with the fixed rule every task handles
+// what is queued (WaitIdle()); with a seed one more choice of who runs;
+// with real scheduling nothing.
+DAK_PLATFORM_API void LetTasksRun();
+// Choices the seeded scheduler has made since it was switched on.
+DAK_PLATFORM_API uint64_t SchedulingChoices();
 
 // ---- logs ------------------------------------------------------------------
 

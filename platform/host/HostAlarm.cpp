@@ -1,5 +1,6 @@
 // Alarms and the time controls. Each created alarm has a thread that sleeps
-// until its next period ends and then posts its event to the target task.
+// until its next period ends and then posts its event to the target task
+// (under deterministic scheduling it has none: see DakHostControl.h).
 // The periods run on the monotonic clock, or, in virtual time, on a virtual
 // elapsed time that only Advance() moves: there the alarm's thread sleeps
 // without a deadline and posts when the controls ask it to.
@@ -283,8 +284,13 @@ void FireAlarms()
 {
     Alarms& a = A();
     const std::lock_guard<std::mutex> control(a.controlLock);
+    const bool threadless = detail::Scheduling() != detail::SchedulingMode::Real;
     for (const AlarmPtr& state : CreatedAlarms()) {
-        AskPost(state);
+        if (threadless) {
+            Post(*state);
+        } else {
+            AskPost(state);
+        }
     }
     detail::WaitNoPending();
 }
@@ -361,7 +367,10 @@ bool TCAlarm::CreateAlarm(TCTask* task, unsigned short eventId, unsigned long pe
     m_state = owned.release();
     SetOwnerTask(task);
     SetCreated(true);
-    if (!StartThread("TCAlarm")) {
+    // Under deterministic scheduling an alarm has no thread: the controls
+    // post its events when virtual time makes them due.
+    if (dakhost::detail::Scheduling() == dakhost::detail::SchedulingMode::Real &&
+        !StartThread("TCAlarm")) {
         {
             const std::lock_guard<std::mutex> lock(a.lock);
             a.created.erase(std::remove(a.created.begin(), a.created.end(), state),
