@@ -1,8 +1,8 @@
 #include "Decisions.h"
 
-#include <cstdlib>
 #include <utility>
 
+#include "LogFields.h"
 #include "Vocabulary.h"
 
 namespace daksim {
@@ -11,48 +11,6 @@ namespace {
 
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
 constexpr int64_t kSetTypeSync = 5;
-
-bool Has(const std::string& text, const char* part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-// The decimal number after `key` in `text`.
-std::optional<int64_t> NumberAfter(const std::string& text, const char* key)
-{
-    const size_t at = text.find(key);
-    if (at == std::string::npos) {
-        return std::nullopt;
-    }
-    const char* start = text.c_str() + at + std::char_traits<char>::length(key);
-    while (*start == ' ') {
-        ++start;
-    }
-    char* end = nullptr;
-    const long long value = std::strtoll(start, &end, 10);
-    if (end == start) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// The word after `key` (up to a blank, a comma or an escape character).
-std::string WordAfter(const std::string& text, const char* key)
-{
-    size_t at = text.find(key);
-    if (at == std::string::npos) {
-        return {};
-    }
-    at += std::char_traits<char>::length(key);
-    while (at < text.size() && text[at] == ' ') {
-        ++at;
-    }
-    size_t end = at;
-    while (end < text.size() && text[end] != ' ' && text[end] != ',' && text[end] != '\x1b') {
-        ++end;
-    }
-    return text.substr(at, end - at);
-}
 
 }  // namespace
 
@@ -111,7 +69,43 @@ void Decisions::Line(const dakhost::LogLine& line)
         return;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
-    const bool onCallThread = std::this_thread::get_id() == m_callThread;
+    Read(line, std::this_thread::get_id() == m_callThread);
+}
+
+void Decisions::LineRead(const dakhost::LogLine& line)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_fromLog = true;
+    // A refusal right after a sync's clocks is of the sync's own setting.
+    bool byTask = m_inSync;
+    if (m_syncPending && (line.via == dakhost::Via::Print || line.via == dakhost::Via::Profiling)) {
+        Sync sync = *m_syncPending;
+        m_syncPending.reset();
+        const bool rtcNext = line.function == "t_SetRTCTime" ||
+                             Has(line.text, "t_SyncSystemTime[BEGIN] t_SetRTCTime");
+        sync.decision = rtcNext ? "hardware clock set from the platform clock"
+                                : "platform clock set from the hardware clock";
+        EndSync(sync);
+        byTask = true;
+    }
+    if (line.via == dakhost::Via::Print) {
+        Read(line, !byTask);
+    }
+}
+
+void Decisions::EndOfLog()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_syncPending) {
+        Sync sync = *m_syncPending;
+        m_syncPending.reset();
+        sync.decision = "platform clock set from the hardware clock";
+        EndSync(sync);
+    }
+}
+
+void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
+{
     const std::string& text = line.text;
     const std::string& function = line.function;
 
@@ -176,6 +170,10 @@ void Decisions::Line(const dakhost::LogLine& line)
             const int64_t magnitude = NumberAfter(text, "sub=").value_or(0);
             if (magnitude <= 1) {
                 sync.decision = "in step";
+            } else if (m_fromLog) {
+                m_syncPending = sync;
+                m_inSync = false;
+                return;
             } else if (m_option24 == kRtcFollowsSystemClock) {
                 sync.decision = "hardware clock set from the platform clock";
             } else {

@@ -43,8 +43,16 @@ public:
     void Option24(std::optional<int> value);
     // A log line, on the thread that logged it.
     void Line(const dakhost::LogLine& line);
+    // A log line read back from a log, where no thread is known: a refusal
+    // is the caller's unless a sync is under way, and a sync's decision
+    // waits for the line after its clocks (factory option 24 is not logged:
+    // the hardware clock written next says it was 4).
+    void LineRead(const dakhost::LogLine& line);
+    // The end of a log read back: a decision still waiting is given.
+    void EndOfLog();
 
 private:
+    void Read(const dakhost::LogLine& line, bool onCallThread);
     void Refused(bool onCallThread, std::optional<int64_t> utc, const std::string& why);
     void EndSync(const Sync& sync);
 
@@ -63,6 +71,9 @@ private:
     std::optional<int64_t> m_syncSystem;
     // The setting the task is applying, from its first line to its last.
     std::optional<Setting> m_applying;
+    // Reading a log back: the sync whose decision the next line tells.
+    bool m_fromLog = false;
+    std::optional<Sync> m_syncPending;
 };
 
 }  // namespace daksim

@@ -1,0 +1,326 @@
+#include "ScenarioWriter.h"
+
+#include "LogFields.h"
+#include "TimeText.h"
+#include "Vocabulary.h"
+
+namespace daksim::explain {
+
+namespace {
+
+constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
+constexpr int64_t kFirstValidUtc = 978307200;
+constexpr int64_t kEndUtc = 4102444800;
+
+// A time as a scenario writes it: the calendar form where it has one.
+std::string TimeWord(int64_t utc)
+{
+    if (utc >= 0 && utc < kEndUtc * 2) {
+        return IsoFromUtc(utc);
+    }
+    return std::to_string(utc);
+}
+
+}  // namespace
+
+ScenarioWriter::~ScenarioWriter()
+{
+    (void)Close();
+}
+
+bool ScenarioWriter::Open(const std::string& path)
+{
+    m_file = std::fopen(path.c_str(), "w");
+    if (m_file == nullptr) {
+        return false;
+    }
+    std::fputs("# Re-created by dak-time-sim explain from a set's log: the inputs the log\n"
+               "# shows, and the decisions it shows as expectations. Each step says the\n"
+               "# log line it comes from.\n",
+               m_file);
+    return true;
+}
+
+bool ScenarioWriter::Close()
+{
+    if (m_file == nullptr) {
+        return !m_failed;
+    }
+    if (m_steps == 0) {
+        Step("idle  # the log shows nothing to re-create");
+    }
+    m_failed = std::ferror(m_file) != 0 || m_failed;
+    m_failed = std::fclose(m_file) != 0 || m_failed;
+    m_file = nullptr;
+    return !m_failed;
+}
+
+void ScenarioWriter::Step(const std::string& text)
+{
+    if (m_file != nullptr) {
+        std::fprintf(m_file, "%s\n", text.c_str());
+        ++m_steps;
+    }
+}
+
+void ScenarioWriter::From(const At& at, const std::string& what)
+{
+    if (m_file != nullptr) {
+        std::fprintf(m_file, "# log line %llu: %s\n", static_cast<unsigned long long>(at.line),
+                     what.c_str());
+    }
+}
+
+void ScenarioWriter::KeepReason()
+{
+    if (m_reason && m_reason != m_reasonSet) {
+        Step("set reason " + ReasonName(*m_reason));
+        m_reasonSet = m_reason;
+    }
+}
+
+void ScenarioWriter::ClockMode(int64_t mode)
+{
+    if (mode != m_clockMode) {
+        Step("set clockmode " + std::to_string(mode));
+        m_clockMode = mode;
+    }
+}
+
+std::string ScenarioWriter::RtcFault() const
+{
+    if (m_rtcHow == "absent") {
+        return "set rtc absent";
+    }
+    if (m_rtcHow.rfind("raw ", 0) == 0) {
+        return "set rtc " + m_rtcHow;
+    }
+    return "fail rtcread 1";
+}
+
+void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
+{
+    if (m_file != nullptr) {
+        std::fprintf(m_file, "\n## %s\n", name.c_str());
+    }
+    if (m_managerUp) {
+        Step("manager exit");
+        m_managerUp = false;
+    }
+    if (m_streamsUp) {
+        Step("streams exit");
+        m_streamsUp = false;
+    }
+    m_reason.reset();
+    m_reasonSet.reset();
+}
+
+void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
+{
+    From(at, "start-up");
+    if (m_managerUp) {
+        Step("manager exit");
+    }
+    if (startup.mainPower) {
+        Step(std::string("set power ") + (*startup.mainPower ? "on" : "off"));
+    }
+    if (startup.reason) {
+        // Main power on without a battery forgets the reason before this is
+        // logged: the reason the log shows is the one that counts.
+        Step("set reason " + ReasonName(*startup.reason));
+        m_reason = startup.reason;
+        m_reasonSet = startup.reason;
+    }
+    if (startup.rtcFailed) {
+        Step(RtcFault());
+    } else if (startup.rtc) {
+        Step("fail rtcread 0");
+        Step("set rtc " + TimeWord(*startup.rtc));
+    }
+    Step("init");
+    Step("idle");
+    if (startup.rtcFailed && RtcFault() == "fail rtcread 1") {
+        Step("fail rtcread 0");
+    }
+    m_managerUp = true;
+}
+
+void ScenarioWriter::Expect(const SettingEvent& event)
+{
+    const Decisions::Setting& setting = event.setting;
+    if (setting.accepted && setting.utc >= 0) {
+        Step("expect clock " + TimeWord(setting.utc));
+    }
+    if (event.reasonsKnown) {
+        Step("expect setting reason " + ReasonName(setting.reasonAfter));
+    }
+}
+
+void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
+{
+    const Decisions::Setting& setting = event.setting;
+    if (event.origin != Origin::Call) {
+        Expect(event);
+        return;
+    }
+    if (setting.type < 0) {
+        From(at, "a setting of a type the log does not show: not re-created");
+        return;
+    }
+    const std::string type = SetTypeName(setting.type);
+    From(at, type + (setting.accepted ? " accepted" : " refused: " + setting.why));
+    if (Has(setting.why, "clock is manual")) {
+        ClockMode(1);
+    }
+    if (setting.why == "clock is manual" || setting.why == "the stream is the automatic source" ||
+        setting.why == "no network time") {
+        if (setting.why == "no network time") {
+            Step("set networkset 0");
+        }
+        Step("networktime");
+        Step("idle");
+        return;
+    }
+    if (setting.why == "manual time while the clock is automatic") {
+        ClockMode(0);
+    }
+    KeepReason();
+    const int ret = static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0));
+    if (ret != 0) {
+        Step("fail clockset " + std::to_string(ret));
+    }
+    if (m_rtcWriteFailed) {
+        Step("fail rtcwrite 1");
+    }
+    // A refusal that does not say the time was asked for the clock's own.
+    const int64_t utc = setting.utc >= 0 ? setting.utc : kFirstValidUtc;
+    Step("settime " + TimeWord(utc) + " " + type);
+    const bool atCall = !setting.accepted && ret == 0;
+    if (atCall) {
+        Step("expect result false");
+    }
+    Step("idle");
+    if (ret != 0) {
+        Step("fail clockset 0");
+    }
+    if (m_rtcWriteFailed) {
+        Step("fail rtcwrite 0");
+        m_rtcWriteFailed = false;
+    }
+    Expect(event);
+}
+
+void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
+{
+    From(at, "sync: " + sync.decision);
+    KeepReason();
+    const bool rtcFollows = sync.decision == "hardware clock set from the platform clock";
+    if (rtcFollows && m_option24 != kRtcFollowsSystemClock) {
+        Step("set option24 4");
+        m_option24 = kRtcFollowsSystemClock;
+    } else if (!rtcFollows && sync.rtc && sync.decision != "in step" && m_option24) {
+        Step("set option24 none");
+        m_option24.reset();
+    }
+    if (sync.system) {
+        Step("set clock " + TimeWord(*sync.system));
+    }
+    if (sync.rtc) {
+        Step("set rtc " + TimeWord(*sync.rtc));
+    }
+    const bool clockFails = sync.decision == "platform clock unreadable";
+    const bool rtcFails = sync.decision == "hardware clock unreadable";
+    if (clockFails) {
+        Step("fail clockget " + std::to_string(m_clockGetFailure != 0 ? m_clockGetFailure : 1));
+    }
+    if (rtcFails) {
+        Step(RtcFault());
+    }
+    Step("mark");
+    Step("sync");
+    if (clockFails) {
+        Step("fail clockget 0");
+        Step("expect nolog \"rtcTime=\"");
+    }
+    if (rtcFails) {
+        if (RtcFault() == "fail rtcread 1") {
+            Step("fail rtcread 0");
+        }
+        Step("expect nolog \"rtcTime=\"");
+    }
+    if (sync.system && sync.rtc) {
+        const int64_t difference = *sync.system - *sync.rtc;
+        Step("expect log \"UTC=" + std::to_string(*sync.system) +
+             ", rtcTime=" + std::to_string(*sync.rtc) +
+             ", sub=" + std::to_string(difference < 0 ? -difference : difference) + "\"");
+    }
+}
+
+void ScenarioWriter::RtcRead(bool ok, std::optional<int64_t> utc, const std::string& how,
+                             const At& /*at*/)
+{
+    m_rtcOk = ok && utc.has_value();
+    m_rtcTime = utc;
+    m_rtcHow = how;
+}
+
+void ScenarioWriter::RtcWrite(bool ok, std::optional<int64_t> /*utc*/, const At& /*at*/)
+{
+    if (!ok) {
+        m_rtcWriteFailed = true;
+    }
+}
+
+void ScenarioWriter::ClockRead(std::optional<int64_t> utc, int ret, const At& /*at*/)
+{
+    m_clockGetFailure = utc ? 0 : ret;
+}
+
+void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at*/)
+{
+    if (key == "reason") {
+        m_reason = value;
+    } else if (key == "clockmode") {
+        m_clockMode = value;  // as the library read it: the scenario's own steps set it
+    }
+}
+
+void ScenarioWriter::Table(const TableEvent& table, const At& at)
+{
+    const std::string handle = table.handle.empty() ? "1/0" : table.handle;
+    From(at, "stream table " + TimeWord(table.utc) + (table.result ? "" : " refused"));
+    if (!m_streamsUp) {
+        Step("streams init");
+        m_streamsUp = true;
+    }
+    KeepReason();
+    if (table.systemBefore) {
+        Step("set clock " + TimeWord(*table.systemBefore));
+    }
+    Step("stream " + handle + " set " + TimeWord(table.utc) + " scan=" + (table.scan ? "1" : "0") +
+         " mode=" + std::to_string(table.mode));
+    Step(std::string("expect result ") + (table.result ? "true" : "false"));
+    Step("idle");
+}
+
+void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
+{
+    if (!utc) {
+        return;  // told with the refused setting
+    }
+    From(at, "network time " + TimeWord(*utc));
+    KeepReason();
+    Step("set networkset 1");
+    Step("set clock " + TimeWord(*utc));
+    Step("networktime");
+    Step("idle");
+}
+
+void ScenarioWriter::ManagerExit(const At& at)
+{
+    From(at, "the manager is deleted");
+    Step("manager exit");
+    m_managerUp = false;
+}
+
+}  // namespace daksim::explain
