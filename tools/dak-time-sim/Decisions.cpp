@@ -10,6 +10,7 @@ namespace daksim {
 namespace {
 
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
+constexpr int64_t kSetTypeNet = 2;
 constexpr int64_t kSetTypeSync = 5;
 
 }  // namespace
@@ -27,6 +28,13 @@ void Decisions::CallStep(std::optional<int64_t> type, int64_t utc)
     m_callUtc = utc;
 }
 
+void Decisions::CallUnknown()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_callType = kTypeUnknown;
+    m_callUtc = -1;
+}
+
 void Decisions::ReasonStored(int reason)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -40,15 +48,20 @@ void Decisions::Option24(std::optional<int> value)
     m_option24 = value;
 }
 
-void Decisions::Refused(bool onCallThread, std::optional<int64_t> utc, const std::string& why)
+std::optional<int64_t> Decisions::Asked(bool onCallThread) const
 {
-    const std::optional<int64_t> type = onCallThread ? m_callType : m_taskType;
+    return onCallThread ? m_callType : std::optional<int64_t>(m_taskType);
+}
+
+void Decisions::Refused(std::optional<int64_t> type, std::optional<int64_t> utc,
+                        const std::string& why, bool onCallThread)
+{
     if (!type) {
         return;
     }
     Setting setting;
     setting.type = *type;
-    setting.utc = utc.value_or(onCallThread ? m_callUtc : -1);
+    setting.utc = utc.value_or(onCallThread && *type == m_callType ? m_callUtc : -1);
     setting.accepted = false;
     setting.why = why;
     setting.reasonBefore = m_reason;
@@ -111,25 +124,27 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
 
     if (function == "SetSystemTime") {
         if (Has(text, "is over the range")) {
-            Refused(onCallThread, NumberAfter(text, "UTC"), "beyond 2100");
+            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "beyond 2100", onCallThread);
         } else if (Has(text, "is less than range")) {
-            Refused(onCallThread, NumberAfter(text, "UTC"), "before 2001");
+            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "before 2001", onCallThread);
         } else if (Has(text, "not possible to set manual time")) {
-            Refused(onCallThread, std::nullopt, "manual time while the clock is automatic");
+            Refused(Asked(onCallThread), std::nullopt, "manual time while the clock is automatic",
+                    onCallThread);
         } else if (Has(text, "isn't Created")) {
-            Refused(onCallThread, std::nullopt, "manager not initialised");
+            Refused(Asked(onCallThread), std::nullopt, "manager not initialised", onCallThread);
         }
     } else if (function == "SetSystemTimeByNetworkTime") {
+        // Network time, whether a client or the task asks for it.
         if (Has(text, "current clock mode is Manual")) {
-            Refused(onCallThread, std::nullopt, "clock is manual");
+            Refused(kSetTypeNet, std::nullopt, "clock is manual", onCallThread);
         } else if (Has(text, "StreamTime is already set")) {
-            Refused(onCallThread, std::nullopt, "the stream is the automatic source");
+            Refused(kSetTypeNet, std::nullopt, "the stream is the automatic source", onCallThread);
         } else if (Has(text, "isn't Created")) {
-            Refused(onCallThread, std::nullopt, "manager not initialised");
+            Refused(kSetTypeNet, std::nullopt, "manager not initialised", onCallThread);
         }
     } else if (function == "t_SetSystemTimeByNetworkTime" &&
                Has(text, "Failed to set network time")) {
-        Refused(onCallThread, std::nullopt, "no network time");
+        Refused(kSetTypeNet, std::nullopt, "no network time", onCallThread);
     } else if (function == "t_GetInitSettingTypeByReason" ||
                function == "t_GetSettingTypeByReason") {
         if (const auto type = ParseSetType(WordAfter(text, "result="))) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -17,8 +18,11 @@ namespace daksim {
 
 class Decisions {
 public:
+    // A setting's type that its log lines do not tell.
+    static constexpr int64_t kTypeUnknown = std::numeric_limits<int64_t>::min();
+
     struct Setting {
-        int64_t type = 0;
+        int64_t type = 0;  // kTypeUnknown: not known
         int64_t utc = 0;  // -1: not known
         bool accepted = false;
         std::string why;  // why it was refused ("" when accepted)
@@ -37,6 +41,8 @@ public:
     // Before a call step on the simulator's thread: the setting that step
     // would ask for (nullopt: it asks for none).
     void CallStep(std::optional<int64_t> type, int64_t utc);
+    // Reading a log back: what a client asks for from now on is not known.
+    void CallUnknown();
     // The stored reason as it is now (after a write by a step or by the library).
     void ReasonStored(int reason);
     // Factory option 24 as a step set it.
@@ -53,7 +59,10 @@ public:
 
 private:
     void Read(const dakhost::LogLine& line, bool onCallThread);
-    void Refused(bool onCallThread, std::optional<int64_t> utc, const std::string& why);
+    // The type a refusal logged on the caller's or the task's side is of.
+    std::optional<int64_t> Asked(bool onCallThread) const;
+    void Refused(std::optional<int64_t> type, std::optional<int64_t> utc, const std::string& why,
+                 bool onCallThread);
     void EndSync(const Sync& sync);
 
     std::function<void(const Setting&)> m_onSetting;

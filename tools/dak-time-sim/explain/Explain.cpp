@@ -199,7 +199,7 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
             if (open) {
                 rebuild.EndFile(number - 1);
             }
-            rebuild.BeginFile(std::string(line.substr(4)), number);
+            rebuild.BeginFile(std::string(line.substr(4)), number, true);
             open = true;
             continue;
         }
@@ -209,7 +209,7 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
         if (message) {
             ++counts.library;
             if (!open) {
-                rebuild.BeginFile(name, number);
+                rebuild.BeginFile(name, number, false);
                 open = true;
             }
             rebuild.Line(number, stamp, &*message);

@@ -1,6 +1,7 @@
 #include "Rebuild.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "LogFields.h"
 #include "SystemTimeManager/TimeRules.h"
@@ -44,11 +45,23 @@ std::string Field(std::string_view text, size_t index)
     return std::string(text.substr(start, end - start));
 }
 
+// A printed reason; every value outside the table prints as Reason_unknown,
+// kept as one such value.
+std::optional<int64_t> ReasonWord(const std::string& word)
+{
+    return word == "Reason_unknown" ? std::optional<int64_t>(-1) : ParseReason(word);
+}
+
+std::optional<int64_t> AutoTypeWord(const std::string& word)
+{
+    return word == "AutoType_unknown" ? std::optional<int64_t>(-1) : ParseAutoType(word);
+}
+
 }  // namespace
 
 Rebuild::Rebuild(Listener& out) : m_out(out) {}
 
-void Rebuild::BeginFile(const std::string& name, uint64_t line)
+void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
 {
     m_decisions = std::make_unique<Decisions>(
         [this](const Decisions::Setting& setting) { FromDecisions(setting); },
@@ -73,12 +86,18 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line)
     m_tableDrove = false;
     m_decidedLine = 0;
     m_rtcWrite.reset();
+    m_echoes = false;
+    m_decisions->CallUnknown();
     m_out.BeginFile(name, Here());
+    if (fresh) {
+        ReasonSeen(0);
+    }
 }
 
 void Rebuild::CallStep(std::optional<int64_t> type, int64_t utc)
 {
     if (m_decisions) {
+        m_echoes = true;
         m_decisions->CallStep(type, utc);
     }
 }
@@ -218,7 +237,9 @@ void Rebuild::Read(const dakhost::LogLine& line)
     m_maxLevel = std::max(m_maxLevel, line.level);
     const std::string& text = line.text;
     const bool print = line.via == dakhost::Via::Print;
-    if (line.function != "SetStreamClock") {
+    // A table's lines end at the first that is neither the stream clock's
+    // nor its reading of the system time.
+    if (line.function != "SetStreamClock" && line.function != "GetSystemTime") {
         FinishTable();
     }
     if (m_rtcWrite && !(line.function == "t_SetRTCTime" && Has(text, "fail"))) {
@@ -231,7 +252,10 @@ void Rebuild::Read(const dakhost::LogLine& line)
     if (print && line.function == "t_SetSystemTime" && Has(text, "t_SetSystemTime] UTC =")) {
         m_applyingSeen = true;
         m_clockBefore.reset();
-        const auto type = ParseSetType(WordAfter(text, ","));
+        // The library prints every type outside its table as SetType_unknown,
+        // and they all leave the same reason as 3 does.
+        const std::string name = WordAfter(text, ",");
+        const auto type = name == "SetType_unknown" ? std::optional<int64_t>(3) : ParseSetType(name);
         if (m_reason && type) {
             const int left = dak::ReasonLeftBy(static_cast<ETimeSettingType>(*type),
                                                static_cast<ESystemTimeReason>(*m_reason));
@@ -243,6 +267,15 @@ void Rebuild::Read(const dakhost::LogLine& line)
         }
     }
     if (m_decisions) {
+        // Without the simulator's echoes, what a client asked for is known
+        // only while Init asks for its replay.
+        static const char* const kOfACall[] = {"Init", "t_GetInitSettingTypeByReason",
+                                               "t_IsPossibleUpdateTime", "SetSystemTime",
+                                               "PrintProfiling", "TCScopeTrace"};
+        if (!m_echoes && std::none_of(std::begin(kOfACall), std::end(kOfACall),
+                                      [&](const char* f) { return line.function == f; })) {
+            m_decisions->CallUnknown();
+        }
         m_decisions->LineRead(line);
     }
     if (line.function == "SetStreamClock") {
@@ -272,8 +305,8 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         if (!startup.rtcFailed) {
             startup.rtc = NumberAfter(text, "UTC=");
         }
-        startup.reason = ParseReason(Field(text, 1));
-        startup.autoClock = ParseAutoType(Field(text, 2));
+        startup.reason = ReasonWord(Field(text, 1));
+        startup.autoClock = AutoTypeWord(Field(text, 2));
         startup.type = ParseSetType(Field(text, 3));
         if (!startup.mainPower) {
             startup.mainPower = NumberAfter(text, "isMasterPowerOn=").value_or(0) != 0;
@@ -340,15 +373,15 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         m_out.ClockSet(0, event.setting.utc, Here());
         m_out.Signal(++m_signals, event.setting.type, Here());
     } else if (function == "t_SyncSystemTime" && print && Has(text, "SyncSystemTime UTC=")) {
-        if (const auto reason = ParseReason(Field(text, 1))) {
+        if (const auto reason = ReasonWord(Field(text, 1))) {
             ReasonSeen(static_cast<int>(*reason));
         }
-        if (const auto autoClock = ParseAutoType(Field(text, 3))) {
+        if (const auto autoClock = AutoTypeWord(Field(text, 3))) {
             AutoClock(static_cast<int>(*autoClock));
         }
     } else if ((function == "t_IsPossibleUpdateTime" || function == "t_GetInitSettingTypeByReason") &&
                print) {
-        if (const auto reason = ParseReason(Field(text.substr(text.find(']') + 1), 0))) {
+        if (const auto reason = ReasonWord(Field(text.substr(text.find(']') + 1), 0))) {
             ReasonSeen(static_cast<int>(*reason));
         }
     } else if (function == "SetSystemTimeByNetworkTime" && print) {

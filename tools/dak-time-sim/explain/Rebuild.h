@@ -22,7 +22,9 @@ class Rebuild {
 public:
     explicit Rebuild(Listener& out);
 
-    void BeginFile(const std::string& name, uint64_t line);
+    // `fresh`: the file starts from a fresh platform (a simulator's file),
+    // whose stored reason is Reason_init.
+    void BeginFile(const std::string& name, uint64_t line, bool fresh);
     // Every line of the log, the library's (`message`) or not: the stamps of
     // the others keep the moments going too.
     void Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message);
@@ -61,7 +63,7 @@ private:
     std::optional<int> m_autoClock;
     int m_signals = 0;
     int m_maxLevel = 0;
-    bool m_levelWarned = false;
+    bool m_echoes = false;  // the simulator's step echoes say what each call asks for
     // Start-up, from the power line to the replay.
     std::optional<Startup> m_startup;
     bool m_startupTold = false;

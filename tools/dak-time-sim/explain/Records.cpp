@@ -69,9 +69,10 @@ void Records::Setting(const SettingEvent& event, const At& at)
         m_timeline->Setting(at.moment, setting.type, setting.accepted);
     }
     TraceRecord record("setting", at.moment, m_file);
-    record.Int("type", setting.type)
-        .Text("type_name", SetTypeName(setting.type))
-        .Bool("accepted", setting.accepted);
+    if (setting.type != Decisions::kTypeUnknown) {
+        record.Int("type", setting.type).Text("type_name", SetTypeName(setting.type));
+    }
+    record.Bool("accepted", setting.accepted);
     if (setting.utc >= 0) {
         record.Int("time", setting.utc);
     }

@@ -1,6 +1,7 @@
 #include "ScenarioWriter.h"
 
 #include "LogFields.h"
+#include "SystemTimeManager/TimeRules.h"
 #include "TimeText.h"
 #include "Vocabulary.h"
 
@@ -19,6 +20,12 @@ std::string TimeWord(int64_t utc)
         return IsoFromUtc(utc);
     }
     return std::to_string(utc);
+}
+
+// A reason as a scenario writes it: the short name, or the number.
+std::string ReasonWord(int64_t reason)
+{
+    return reason >= 0 && reason <= 3 ? ReasonName(reason) : std::to_string(reason);
 }
 
 }  // namespace
@@ -74,8 +81,15 @@ void ScenarioWriter::From(const At& at, const std::string& what)
 void ScenarioWriter::KeepReason()
 {
     if (m_reason && m_reason != m_reasonSet) {
-        Step("set reason " + ReasonName(*m_reason));
+        Step("set reason " + ReasonWord(*m_reason));
         m_reasonSet = m_reason;
+    }
+}
+
+void ScenarioWriter::KeepClockMode()
+{
+    if (m_clockModeSeen) {
+        ClockMode(*m_clockModeSeen);
     }
 }
 
@@ -111,8 +125,10 @@ void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
         Step("streams exit");
         m_streamsUp = false;
     }
-    m_reason.reset();
-    m_reasonSet.reset();
+    m_reason = 0;  // a fresh platform's
+    m_reasonSet = 0;
+    m_clockMode = 0;
+    m_clockModeSeen.reset();
 }
 
 void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
@@ -127,7 +143,7 @@ void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
     if (startup.reason) {
         // Main power on without a battery forgets the reason before this is
         // logged: the reason the log shows is the one that counts.
-        Step("set reason " + ReasonName(*startup.reason));
+        Step("set reason " + ReasonWord(*startup.reason));
         m_reason = startup.reason;
         m_reasonSet = startup.reason;
     }
@@ -153,6 +169,9 @@ void ScenarioWriter::Expect(const SettingEvent& event)
     }
     if (event.reasonsKnown) {
         Step("expect setting reason " + ReasonName(setting.reasonAfter));
+        // The library wrote it in the replay too.
+        m_reasonSet = setting.reasonAfter;
+        m_reason = setting.reasonAfter;
     }
 }
 
@@ -167,7 +186,10 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         From(at, "a setting of a type the log does not show: not re-created");
         return;
     }
-    const std::string type = SetTypeName(setting.type);
+    // A type outside the table prints as SetType_unknown: written as its number.
+    const std::string type = SetTypeName(setting.type) == "SetType_unknown"
+                                 ? std::to_string(setting.type)
+                                 : SetTypeName(setting.type);
     From(at, type + (setting.accepted ? " accepted" : " refused: " + setting.why));
     if (Has(setting.why, "clock is manual")) {
         ClockMode(1);
@@ -181,10 +203,22 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         Step("idle");
         return;
     }
-    if (setting.why == "manual time while the clock is automatic") {
-        ClockMode(0);
+    if (event.reasonsKnown) {
+        m_reason = setting.reasonBefore;
     }
     KeepReason();
+    if (setting.why == "manual time while the clock is automatic") {
+        ClockMode(0);
+    } else if (setting.accepted && dak::AppliedSettingType(static_cast<ETimeSettingType>(
+                                       setting.type)) == SetType_manual &&
+               m_clockMode == 0 && m_reasonSet &&
+               !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_reasonSet),
+                                       SetType_manual)) {
+        // Taken although the stored reason forbids it: the clock was manual.
+        ClockMode(1);
+    } else {
+        KeepClockMode();
+    }
     const int ret = static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0));
     if (ret != 0) {
         Step("fail clockset " + std::to_string(ret));
@@ -281,7 +315,7 @@ void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at
     if (key == "reason") {
         m_reason = value;
     } else if (key == "clockmode") {
-        m_clockMode = value;  // as the library read it: the scenario's own steps set it
+        m_clockModeSeen = value;
     }
 }
 

@@ -47,6 +47,8 @@ private:
     // from what the scenario last made sure of.
     void KeepReason();
     void ClockMode(int64_t mode);
+    // The clock mode as the log last showed it, written when it differs.
+    void KeepClockMode();
     // How the hardware clock read last: "set rtc ..." or "fail rtcread 1".
     std::string RtcFault() const;
     void Expect(const SettingEvent& event);
@@ -57,8 +59,9 @@ private:
     bool m_managerUp = false;
     bool m_streamsUp = false;
     std::optional<int64_t> m_reason;     // as the log shows it
-    std::optional<int64_t> m_reasonSet;  // as the scenario made sure of
-    int64_t m_clockMode = 0;
+    std::optional<int64_t> m_reasonSet;  // as the scenario's platform holds it
+    int64_t m_clockMode = 0;             // as the scenario set it
+    std::optional<int64_t> m_clockModeSeen;
     std::optional<int> m_option24;
     // The last hardware-clock read: ok, its time, how it failed.
     bool m_rtcOk = true;

@@ -51,7 +51,9 @@ void Story::StartupRead(const Startup& startup, const At& at)
 void Story::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
-    std::string text = "setting " + SetTypeName(setting.type);
+    std::string text = "setting " + (setting.type == Decisions::kTypeUnknown
+                                         ? std::string("of a type not logged")
+                                         : SetTypeName(setting.type));
     if (setting.utc >= 0) {
         text += " " + Time(setting.utc);
     }
