@@ -49,6 +49,9 @@ struct TableEvent {
     bool askedSet = false;   // it asked the manager to set the system time
     std::optional<int64_t> systemBefore;  // the platform clock it compared with
     std::string why;         // why it was refused or did not drive the clock
+    bool resultKnown = true;  // false: the log's level drops the lines that tell
+    std::optional<int> clockMode;  // the stream clock's own mode, when it differed
+    bool agentDenied = false;      // the time-update agent said no
 };
 
 class Listener {

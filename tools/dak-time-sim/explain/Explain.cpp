@@ -159,6 +159,7 @@ void EchoedStep(std::string_view step, Rebuild& rebuild)
         rebuild.CallStep(6, -1);
     } else if (words[0] == "stream" && words.size() >= 4 && words[2] == "set") {
         rebuild.CallStep(1, time(words[3]));
+        rebuild.StreamStep(words[1]);
     } else if (words[0] == "set" && words.size() >= 3 && words[1] == "reason") {
         rebuild.CallStep(std::nullopt, -1);
         if (const auto reason = ParseReason(words[2])) {

@@ -65,7 +65,10 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
 {
     m_decisions = std::make_unique<Decisions>(
         [this](const Decisions::Setting& setting) { FromDecisions(setting); },
-        [this](const Decisions::Sync& sync) { m_out.Sync(sync, Here()); });
+        [this](const Decisions::Sync& sync) {
+            m_syncSetting = sync.decision == "platform clock set from the hardware clock";
+            m_out.Sync(sync, Here());
+        });
     m_line = line;
     m_moment = {};
     m_firstMs.reset();
@@ -81,6 +84,8 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
     m_applyingSeen = false;
     m_clockBefore.reset();
     m_networkTaken = false;
+    m_syncSetting = false;
+    m_initReplay = false;
     m_table.reset();
     m_handle.clear();
     m_tableDrove = false;
@@ -100,6 +105,11 @@ void Rebuild::CallStep(std::optional<int64_t> type, int64_t utc)
         m_echoes = true;
         m_decisions->CallStep(type, utc);
     }
+}
+
+void Rebuild::StreamStep(const std::string& handle)
+{
+    m_handle = handle;
 }
 
 void Rebuild::ReasonStep(int reason)
@@ -164,6 +174,9 @@ void Rebuild::AutoClock(int value)
 void Rebuild::FinishTable()
 {
     if (m_table) {
+        // Whether a table was taken is told at level 5 only, or by its range.
+        constexpr int kLevelOfTables = 5;
+        m_table->resultKnown = m_table->resultKnown || m_maxLevel >= kLevelOfTables;
         m_out.Table(*m_table, {m_tableLine, m_moment});
         m_tableDrove = m_table->askedSet;
         m_table.reset();
@@ -179,10 +192,12 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
     event.clockBefore = m_clockBefore;
     switch (setting.type) {
         case kSetTypeSync:
-            event.origin = Origin::Sync;
+            event.origin = m_syncSetting ? Origin::Sync : Origin::Call;
+            m_syncSetting = false;
             break;
         case kSetTypeInit:
-            event.origin = m_startup ? Origin::Init : Origin::Call;
+            event.origin = m_initReplay ? Origin::Init : Origin::Call;
+            m_initReplay = false;
             break;
         case kSetTypeStream:
             event.origin = m_tableDrove ? Origin::Table : Origin::Call;
@@ -318,6 +333,7 @@ void Rebuild::Manager(const dakhost::LogLine& line)
             AutoClock(static_cast<int>(*startup.autoClock));
         }
         m_startupTold = true;
+        m_initReplay = !startup.rtcFailed;
         m_out.StartupRead(startup, Here());
     } else if (function == "t_GetRTCTime" && print) {
         const bool starting = m_startup && !m_startupTold;
@@ -425,6 +441,7 @@ void Rebuild::Stream(const dakhost::LogLine& line)
         table.utc = NumberAfter(text, "utc").value_or(0);
         table.scan = NumberAfter(text, "isScan:").value_or(0) != 0;
         table.mode = static_cast<int>(NumberAfter(text, "clockMode:").value_or(0));
+        table.resultKnown = false;
         m_table = table;
         m_tableLine = m_line;
         return;
@@ -435,6 +452,7 @@ void Rebuild::Stream(const dakhost::LogLine& line)
     TableEvent& table = *m_table;
     if (Has(text, "Invalid UTC")) {
         table.result = false;
+        table.resultKnown = true;
         table.why = "outside 2001-2099";
     } else if (Has(text, "Getting base clock error")) {
         table.result = false;
@@ -444,11 +462,18 @@ void Rebuild::Stream(const dakhost::LogLine& line)
                    std::to_string(NumberAfter(text, "subId:").value_or(0));
         table.handle = m_handle;
     } else if (Has(text, "clockMode[")) {
-        table.why = "its clock mode is not the stream clock's";
+        table.result = false;
+        table.clockMode = static_cast<int>(NumberAfter(text, "m_clockMode[").value_or(0));
+        table.agentDenied = NumberAfter(text, "bUpdateSystemTime =").value_or(1) == 0;
+        table.why = table.agentDenied ? "the time-update agent denies it"
+                                      : "its clock mode is not the stream clock's";
     } else if (Has(text, "Doesn't set Stream Clock")) {
         table.why = "the clock is manual";
     } else if (Has(text, "oldTime [")) {
-        table.systemBefore = NumberAfter(text, "oldTime [");
+        // Printed as a signed 32-bit long: from 2038 on it reads negative.
+        if (const auto old = NumberAfter(text, "oldTime [")) {
+            table.systemBefore = static_cast<int64_t>(static_cast<uint32_t>(*old));
+        }
     } else if (Has(text, "BPTime_set_current_time")) {
         table.askedSet = true;
     }

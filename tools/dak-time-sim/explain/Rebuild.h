@@ -30,6 +30,8 @@ public:
     void Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message);
     // The simulator echoed a step that calls the manager: the setting it asks for.
     void CallStep(std::optional<int64_t> type, int64_t utc);
+    // The simulator echoed a step that hands a table to stream clock `handle`.
+    void StreamStep(const std::string& handle);
     // The simulator echoed a step that wrote the stored reason.
     void ReasonStep(int reason);
     void EndFile(uint64_t line);
@@ -71,6 +73,8 @@ private:
     bool m_applyingSeen = false;
     std::optional<int64_t> m_clockBefore;
     bool m_networkTaken = false;
+    bool m_syncSetting = false;  // a sync just asked to set the platform clock
+    bool m_initReplay = false;   // start-up just asked to replay the hardware clock
     std::optional<TableEvent> m_table;
     uint64_t m_tableLine = 0;
     std::string m_handle;  // the last stream clock a table named

@@ -125,6 +125,7 @@ void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
         Step("streams exit");
         m_streamsUp = false;
     }
+    m_streamModes.clear();
     m_reason = 0;  // a fresh platform's
     m_reasonSet = 0;
     m_clockMode = 0;
@@ -178,6 +179,23 @@ void ScenarioWriter::Expect(const SettingEvent& event)
 void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
+    if (event.origin == Origin::Network) {
+        SettingEvent timeless = event;
+        timeless.setting.utc = -1;  // the host's real time, not the log's
+        Expect(timeless);
+        return;
+    }
+    if (event.origin == Origin::Table) {
+        // The log may show it applied after later steps (tables handed over
+        // one after the other): the clock then shows the last one's time.
+        SettingEvent checked = event;
+        if (m_steps != m_stepsAtTable || m_tablesDriving != 1) {
+            checked.setting.utc = -1;
+        }
+        m_tablesDriving = m_tablesDriving > 0 ? m_tablesDriving - 1 : 0;
+        Expect(checked);
+        return;
+    }
     if (event.origin != Origin::Call) {
         Expect(event);
         return;
@@ -248,6 +266,7 @@ void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
 {
     From(at, "sync: " + sync.decision);
     KeepReason();
+    KeepClockMode();
     const bool rtcFollows = sync.decision == "hardware clock set from the platform clock";
     if (rtcFollows && m_option24 != kRtcFollowsSystemClock) {
         Step("set option24 4");
@@ -328,13 +347,39 @@ void ScenarioWriter::Table(const TableEvent& table, const At& at)
         m_streamsUp = true;
     }
     KeepReason();
+    if (table.why == "the clock is manual") {
+        ClockMode(m_clockModeSeen.value_or(0) != 0 ? *m_clockModeSeen : 1);
+    } else if (table.askedSet) {
+        ClockMode(0);
+    } else {
+        KeepClockMode();
+    }
     if (table.systemBefore) {
         Step("set clock " + TimeWord(*table.systemBefore));
     }
+    if (table.agentDenied != m_agentDenies) {
+        Step(table.agentDenied ? "set updateagent deny" : "set updateagent allow");
+        m_agentDenies = table.agentDenied;
+    }
+    // The stream clock's own mode: the table's, unless the log says otherwise.
+    constexpr size_t kHandlesKept = 256;
+    const int mode = table.clockMode.value_or(table.mode);
+    const auto known = m_streamModes.find(handle);
+    if ((known == m_streamModes.end() && mode != 0) ||
+        (known != m_streamModes.end() && known->second != mode)) {
+        Step("stream " + handle + " mode " + std::to_string(mode));
+    }
+    if (known != m_streamModes.end() || m_streamModes.size() < kHandlesKept) {
+        m_streamModes[handle] = mode;
+    }
     Step("stream " + handle + " set " + TimeWord(table.utc) + " scan=" + (table.scan ? "1" : "0") +
          " mode=" + std::to_string(table.mode));
-    Step(std::string("expect result ") + (table.result ? "true" : "false"));
+    if (table.resultKnown) {
+        Step(std::string("expect result ") + (table.result ? "true" : "false"));
+    }
     Step("idle");
+    m_stepsAtTable = m_steps;
+    m_tablesDriving += table.askedSet ? 1U : 0U;
 }
 
 void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
@@ -342,10 +387,11 @@ void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
     if (!utc) {
         return;  // told with the refused setting
     }
-    From(at, "network time " + TimeWord(*utc));
+    From(at, "network time " + TimeWord(*utc) +
+                 " (replayed, the network path takes the host's real time)");
     KeepReason();
+    KeepClockMode();
     Step("set networkset 1");
-    Step("set clock " + TimeWord(*utc));
     Step("networktime");
     Step("idle");
 }
