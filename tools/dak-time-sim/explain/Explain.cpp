@@ -206,7 +206,8 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
         }
         const std::optional<Stamp> stamp = ReadStamp(line);
         const std::string_view rest = stamp ? line.substr(stamp->length) : line;
-        const std::optional<Message> message = recogniser.Read(rest);
+        const std::optional<Message> message =
+            recogniser.Read(rest, stamp && stamp->kind == Stamp::Kind::Simulator);
         if (message) {
             ++counts.library;
             if (!open) {

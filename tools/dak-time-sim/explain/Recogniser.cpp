@@ -150,7 +150,7 @@ void DropColour(std::string_view text, std::string& out)
     }
 }
 
-std::optional<Message> Recogniser::Read(std::string_view rest)
+std::optional<Message> Recogniser::Read(std::string_view rest, bool printedOnly)
 {
     size_t at = 0;
     while (at < rest.size() && rest[at] == ' ') {
@@ -161,6 +161,9 @@ std::optional<Message> Recogniser::Read(std::string_view rest)
             ++m_count;
             return printed;
         }
+    }
+    if (printedOnly) {
+        return std::nullopt;
     }
     bool any = false;
     for (const char* hub : kHubs) {

@@ -25,7 +25,10 @@ struct Message {
 class Recogniser {
 public:
     // The line without its time stamp. nullopt: not one of the library's.
-    std::optional<Message> Read(std::string_view rest);
+    // `printedOnly`: a line of the simulator's own output, where only the
+    // bracketed form is a library line (its step echoes and results quote
+    // the library's texts too).
+    std::optional<Message> Read(std::string_view rest, bool printedOnly = false);
 
 private:
     std::optional<Message> Printed(std::string_view rest);
