@@ -147,7 +147,9 @@ void PerfettoFile::Write(const TraceRecord& record)
         NameThread(kCallers, "callers");
         NameThread(kLog, "library log");
     }
-    Counter("platform clock", ts, record.At().clock);
+    if (record.At().clock != 0) {  // 0: not known yet (a log read back)
+        Counter("platform clock", ts, record.At().clock);
+    }
     std::string args = "{";
     for (const auto& field : record.Fields()) {
         if (args.size() > 1) {

@@ -7,6 +7,8 @@
 #                   output, every field explain gives for the foreign log (it
 #                   leaves out what the messages alone do not tell). Then the
 #                   generated scenario must replay with every expectation held.
+#                   The run and explain also write --perfetto (JSON with
+#                   "traceEvents", settings among them) and explain --timeline.
 #   MODE=lowlevel   the same run printed at --log-level 2: the settings explain
 #                   finds are the run's accepted ones, and it says what it
 #                   cannot tell.
@@ -91,19 +93,35 @@ endfunction()
 if(MODE STREQUAL "roundtrip")
   get_filename_component(name "${SCENARIO}" NAME_WE)
   set(base "${WORK}/${name}")
-  Sim(run "${base}.printed" --trace "${base}.run.jsonl" "${SCENARIO}")
+  Sim(run "${base}.printed" --trace "${base}.run.jsonl" --perfetto "${base}.run.json"
+      "${SCENARIO}")
   if(NOT run_rc EQUAL 0)
     message(FATAL_ERROR "the scenario itself fails (${run_rc}):\n${run_out}")
   endif()
   Decisions("${base}.run.jsonl" run_decisions)
 
   Sim(explain "${base}.explained" explain --quiet --trace "${base}.explain.jsonl"
-      --scenario "${base}.replay.scn" "${base}.printed")
+      --scenario "${base}.replay.scn" --perfetto "${base}.explain.json"
+      --timeline "${base}.explain.svg" "${base}.printed")
   if(NOT explain_rc EQUAL 0)
     message(FATAL_ERROR "explain failed (${explain_rc}):\n${explain_out}")
   endif()
   Decisions("${base}.explain.jsonl" explained)
   Compare("the printed output" "${run_decisions}" "${explained}" TRUE)
+  foreach(json run explain)
+    file(READ "${base}.${json}.json" perfetto)
+    string(JSON events ERROR_VARIABLE bad LENGTH "${perfetto}" traceEvents)
+    if(bad OR events EQUAL 0)
+      message(FATAL_ERROR "${json}: no Trace Event Format JSON: ${bad}")
+    endif()
+    if(run_decisions AND NOT perfetto MATCHES "\"name\":\"(setting|sync) ")
+      message(FATAL_ERROR "${json}: the Perfetto trace shows no setting or sync")
+    endif()
+  endforeach()
+  file(READ "${base}.explain.svg" svg LIMIT 200)
+  if(NOT svg MATCHES "<svg")
+    message(FATAL_ERROR "explain --timeline drew no SVG picture")
+  endif()
 
   # The library's lines behind a syslog prefix of another platform, every
   # other line replaced by the platform's own chatter.

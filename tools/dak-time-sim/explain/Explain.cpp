@@ -10,6 +10,7 @@
 #include "Fanout.h"
 #include "Findings.h"
 #include "LineReader.h"
+#include "LogFeed.h"
 #include "Perfetto.h"
 #include "Rebuild.h"
 #include "Recogniser.h"
@@ -127,49 +128,6 @@ std::optional<Options> Parse(const std::vector<std::string>& args)
     return options;
 }
 
-// The setting a step echoed by the simulator asks for ("> settime ...").
-void EchoedStep(std::string_view step, Rebuild& rebuild)
-{
-    std::vector<std::string> words;
-    size_t at = 0;
-    while (at < step.size() && words.size() < 5) {
-        while (at < step.size() && step[at] == ' ') {
-            ++at;
-        }
-        const size_t end = std::min(step.find(' ', at), step.size());
-        if (end > at) {
-            words.emplace_back(step.substr(at, end - at));
-        }
-        at = end;
-    }
-    auto time = [](const std::string& word) -> int64_t {
-        if (const auto utc = UtcFromIso(word)) {
-            return *utc;
-        }
-        return ParseInteger(word).value_or(-1);
-    };
-    if (words.empty()) {
-        return;
-    }
-    if (words[0] == "settime" && words.size() >= 3) {
-        rebuild.CallStep(ParseSetType(words[2]), time(words[1]));
-    } else if (words[0] == "networktime") {
-        rebuild.CallStep(2, -1);
-    } else if (words[0] == "init") {
-        rebuild.CallStep(6, -1);
-    } else if (words[0] == "stream" && words.size() >= 4 && words[2] == "set") {
-        rebuild.CallStep(1, time(words[3]));
-        rebuild.StreamStep(words[1]);
-    } else if (words[0] == "set" && words.size() >= 3 && words[1] == "reason") {
-        rebuild.CallStep(std::nullopt, -1);
-        if (const auto reason = ParseReason(words[2])) {
-            rebuild.ReasonStep(static_cast<int>(*reason));
-        }
-    } else {
-        rebuild.CallStep(std::nullopt, -1);
-    }
-}
-
 struct Counts {
     uint64_t lines = 0;
     uint64_t library = 0;
@@ -185,53 +143,19 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
         std::fprintf(stderr, "%s: %s\n", path.c_str(), problem.c_str());
         return false;
     }
-    Recogniser recogniser;
-    const std::string name = path == "-" ? "stdin" : path;
-    bool open = false;
+    LogFeed feed(rebuild, path == "-" ? "stdin" : path);
     std::string_view line;
     bool cut = false;
     while (reader.Next(line, cut)) {
-        const uint64_t number = reader.LineNumber();
         if (cut) {
             ++counts.cut;
-            continue;
-        }
-        if (line.rfind("=== ", 0) == 0) {  // the simulator starts a file
-            if (open) {
-                rebuild.EndFile(number - 1);
-            }
-            rebuild.BeginFile(std::string(line.substr(4)), number, true);
-            open = true;
-            continue;
-        }
-        const std::optional<Stamp> stamp = ReadStamp(line);
-        const std::string_view rest = stamp ? line.substr(stamp->length) : line;
-        const std::optional<Message> message =
-            recogniser.Read(rest, stamp && stamp->kind == Stamp::Kind::Simulator);
-        if (message) {
-            ++counts.library;
-            if (!open) {
-                rebuild.BeginFile(name, number, false);
-                open = true;
-            }
-            rebuild.Line(number, stamp, &*message);
-            continue;
-        }
-        if (!open || !stamp) {
-            continue;
-        }
-        rebuild.Line(number, stamp, nullptr);
-        if (stamp->kind == Stamp::Kind::Simulator) {
-            const size_t step = rest.find_first_not_of(' ');
-            if (step != std::string_view::npos && rest.compare(step, 2, "> ") == 0) {
-                EchoedStep(rest.substr(step + 2), rebuild);
-            }
+        } else {
+            feed.Line(reader.LineNumber(), line);
         }
     }
     counts.lines = reader.LineNumber();
-    if (open) {
-        rebuild.EndFile(counts.lines);
-    }
+    counts.library = feed.Messages();
+    feed.End(counts.lines);
     if (!reader.Error().empty()) {
         std::fprintf(stderr, "%s: read up to line %llu only: %s\n", path.c_str(),
                      static_cast<unsigned long long>(counts.lines), reader.Error().c_str());
