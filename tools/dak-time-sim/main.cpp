@@ -27,7 +27,9 @@
 
 #include "DakHostControl.h"
 #include "DefaultScenario.h"
+#if DAK_SIM_EXPLAIN
 #include "Explain.h"
+#endif
 #include "LibraryVersion.h"
 #include "Parser.h"
 #include "Perfetto.h"
@@ -141,7 +143,12 @@ int Run(int argc, char** argv)
     std::string perfettoPath;
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args[0] == "explain") {
+#if DAK_SIM_EXPLAIN
         return daksim::explain::Run(std::vector<std::string>(args.begin() + 1, args.end()));
+#else
+        std::fputs("dak-time-sim: explain is not in this build (no zlib)\n", stderr);
+        return kExitBadInput;
+#endif
     }
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
