@@ -23,7 +23,7 @@ public:
 
     struct Setting {
         int64_t type = 0;  // kTypeUnknown: not known
-        int64_t utc = 0;  // -1: not known
+        int64_t utc = 0;   // -1: not known
         bool accepted = false;
         std::string why;  // why it was refused ("" when accepted)
         int reasonBefore = 0;

@@ -158,8 +158,8 @@ void PerfettoFile::Write(const TraceRecord& record)
         args += JsonString(field.first) + ":" + field.second;
     }
     args += "}";
-    const std::string common = ",\"pid\":" + std::to_string(m_pid) + ",\"ts\":" +
-                               std::to_string(ts) + ",\"args\":" + args + "}";
+    const std::string common = ",\"pid\":" + std::to_string(m_pid) +
+                               ",\"ts\":" + std::to_string(ts) + ",\"args\":" + args + "}";
     if (event == "step") {
         Emit("{\"ph\":\"i\",\"s\":\"t\",\"name\":" + NameOf(record) +
              ",\"tid\":" + std::to_string(kSteps) + common);
@@ -167,9 +167,9 @@ void PerfettoFile::Write(const TraceRecord& record)
         Emit("{\"ph\":\"i\",\"s\":\"t\",\"name\":" + NameOf(record) +
              ",\"tid\":" + std::to_string(TrackOf(record)) + common);
     }
-    const std::optional<int64_t> rtc =
-        event == "rtc_read" || event == "rtc_write" ? Number(record.Field("time"))
-                                                    : Number(record.Field("rtc"));
+    const std::optional<int64_t> rtc = event == "rtc_read" || event == "rtc_write"
+                                           ? Number(record.Field("time"))
+                                           : Number(record.Field("rtc"));
     if (rtc) {
         Counter("hardware clock", ts, *rtc);
     }

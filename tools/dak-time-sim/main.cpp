@@ -263,8 +263,8 @@ int Run(int argc, char** argv)
     daksim::PerfettoFile perfetto;
     if (!perfettoPath.empty()) {
         if (!perfetto.Open(perfettoPath)) {
-            std::fprintf(stderr, "%s: cannot write the Perfetto trace: %s\n",
-                         perfettoPath.c_str(), std::strerror(errno));
+            std::fprintf(stderr, "%s: cannot write the Perfetto trace: %s\n", perfettoPath.c_str(),
+                         std::strerror(errno));
             return kExitBadInput;
         }
         trace.Also(&perfetto);

@@ -45,13 +45,13 @@ struct TableEvent {
     int64_t utc = 0;
     bool scan = false;
     int mode = 0;
-    bool result = true;      // what SetStreamClock answered
-    bool askedSet = false;   // it asked the manager to set the system time
+    bool result = true;                   // what SetStreamClock answered
+    bool askedSet = false;                // it asked the manager to set the system time
     std::optional<int64_t> systemBefore;  // the platform clock it compared with
-    std::string why;         // why it was refused or did not drive the clock
-    bool resultKnown = true;  // false: the log's level drops the lines that tell
-    std::optional<int> clockMode;  // the stream clock's own mode, when it differed
-    bool agentDenied = false;      // the time-update agent said no
+    std::string why;                      // why it was refused or did not drive the clock
+    bool resultKnown = true;              // false: the log's level drops the lines that tell
+    std::optional<int> clockMode;         // the stream clock's own mode, when it differed
+    bool agentDenied = false;             // the time-update agent said no
 };
 
 class Listener {
@@ -64,7 +64,9 @@ public:
     virtual void Setting(const SettingEvent& /*event*/, const At& /*at*/) {}
     virtual void Sync(const Decisions::Sync& /*sync*/, const At& /*at*/) {}
     virtual void RtcRead(bool /*ok*/, std::optional<int64_t> /*utc*/, const std::string& /*how*/,
-                         const At& /*at*/) {}
+                         const At& /*at*/)
+    {
+    }
     virtual void RtcWrite(bool /*ok*/, std::optional<int64_t> /*utc*/, const At& /*at*/) {}
     virtual void ClockRead(std::optional<int64_t> /*utc*/, int /*ret*/, const At& /*at*/) {}
     virtual void ClockSet(int /*result*/, int64_t /*utc*/, const At& /*at*/) {}

@@ -235,7 +235,8 @@ int Run(const std::vector<std::string>& args)
             bad = true;
             continue;
         }
-        std::printf("-- %llu lines, %llu of them the library's messages, %llu cut short\n", static_cast<unsigned long long>(counts.lines),
+        std::printf("-- %llu lines, %llu of them the library's messages, %llu cut short\n",
+                    static_cast<unsigned long long>(counts.lines),
                     static_cast<unsigned long long>(counts.library),
                     static_cast<unsigned long long>(counts.cut));
         if (counts.library == 0) {

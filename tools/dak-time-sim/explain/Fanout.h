@@ -47,8 +47,7 @@ public:
             l->Sync(sync, at);
         }
     }
-    void RtcRead(bool ok, std::optional<int64_t> utc, const std::string& how,
-                 const At& at) override
+    void RtcRead(bool ok, std::optional<int64_t> utc, const std::string& how, const At& at) override
     {
         for (Listener* l : m_listeners) {
             l->RtcRead(ok, utc, how, at);

@@ -65,7 +65,9 @@ void Findings::Found::Add(uint64_t line)
     }
 }
 
-Findings::Findings(int64_t jumpSeconds) : m_jumpSeconds(jumpSeconds) {}
+Findings::Findings(int64_t jumpSeconds) : m_jumpSeconds(jumpSeconds)
+{
+}
 
 void Findings::Reset()
 {
@@ -211,8 +213,8 @@ void Findings::Print(FILE* out) const
     if (found(Kind::Jump).count > 0) {
         std::string sources;
         for (const auto& source : m_jumpSources) {
-            sources += (sources.empty() ? "" : ", ") + source.first + " " +
-                       std::to_string(source.second);
+            sources +=
+                (sources.empty() ? "" : ", ") + source.first + " " + std::to_string(source.second);
         }
         say(Kind::Jump, std::to_string(found(Kind::Jump).count) + " clock jumps beyond " +
                             std::to_string(m_jumpSeconds) + " s, the largest " +
@@ -231,8 +233,8 @@ void Findings::Print(FILE* out) const
         any = true;
     }
     if (found(Kind::RtcReadFailure).count > 0) {
-        say(Kind::RtcReadFailure, std::to_string(found(Kind::RtcReadFailure).count) +
-                                      " hardware-clock reads failed");
+        say(Kind::RtcReadFailure,
+            std::to_string(found(Kind::RtcReadFailure).count) + " hardware-clock reads failed");
         any = true;
     }
     if (found(Kind::RtcBefore2001).count > 0) {
@@ -249,9 +251,9 @@ void Findings::Print(FILE* out) const
         std::string rate = "no time between them";
         if (span > 0) {
             char text[64];
-            std::snprintf(text, sizeof text, "the hardware clock drifts %+.1f s a day",
-                          -static_cast<double>(m_correctedSeconds) * 86400000.0 /
-                              static_cast<double>(span));
+            std::snprintf(
+                text, sizeof text, "the hardware clock drifts %+.1f s a day",
+                -static_cast<double>(m_correctedSeconds) * 86400000.0 / static_cast<double>(span));
             rate = text;
         }
         say(Kind::Drift, std::to_string(m_corrections) + " sync corrections: " + rate);

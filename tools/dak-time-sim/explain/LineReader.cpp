@@ -11,7 +11,9 @@ namespace {
 constexpr size_t kChunk = 256 * 1024;
 }  // namespace
 
-LineReader::LineReader() : m_buffer(kChunk + LineReader::kMaxLine) {}
+LineReader::LineReader() : m_buffer(kChunk + LineReader::kMaxLine)
+{
+}
 
 LineReader::~LineReader()
 {
@@ -101,8 +103,8 @@ bool LineReader::Next(std::string_view& line, bool& cut)
             }
             // The last line, without an end of line.
             ++m_lineNumber;
-            line = skipping ? std::string_view() : std::string_view(m_buffer.data() + m_begin,
-                                                                    m_end - m_begin);
+            line = skipping ? std::string_view()
+                            : std::string_view(m_buffer.data() + m_begin, m_end - m_begin);
             cut = skipping;
             m_begin = m_end;
             return true;

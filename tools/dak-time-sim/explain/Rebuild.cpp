@@ -59,7 +59,9 @@ std::optional<int64_t> AutoTypeWord(const std::string& word)
 
 }  // namespace
 
-Rebuild::Rebuild(Listener& out) : m_out(out) {}
+Rebuild::Rebuild(Listener& out) : m_out(out)
+{
+}
 
 void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
 {
@@ -270,7 +272,8 @@ void Rebuild::Read(const dakhost::LogLine& line)
         // The library prints every type outside its table as SetType_unknown,
         // and they all leave the same reason as 3 does.
         const std::string name = WordAfter(text, ",");
-        const auto type = name == "SetType_unknown" ? std::optional<int64_t>(3) : ParseSetType(name);
+        const auto type =
+            name == "SetType_unknown" ? std::optional<int64_t>(3) : ParseSetType(name);
         if (m_reason && type) {
             const int left = dak::ReasonLeftBy(static_cast<ETimeSettingType>(*type),
                                                static_cast<ESystemTimeReason>(*m_reason));
@@ -284,9 +287,12 @@ void Rebuild::Read(const dakhost::LogLine& line)
     if (m_decisions) {
         // Without the simulator's echoes, what a client asked for is known
         // only while Init asks for its replay.
-        static const char* const kOfACall[] = {"Init", "t_GetInitSettingTypeByReason",
-                                               "t_IsPossibleUpdateTime", "SetSystemTime",
-                                               "PrintProfiling", "TCScopeTrace"};
+        static const char* const kOfACall[] = {"Init",
+                                               "t_GetInitSettingTypeByReason",
+                                               "t_IsPossibleUpdateTime",
+                                               "SetSystemTime",
+                                               "PrintProfiling",
+                                               "TCScopeTrace"};
         if (!m_echoes && std::none_of(std::begin(kOfACall), std::end(kOfACall),
                                       [&](const char* f) { return line.function == f; })) {
             m_decisions->CallUnknown();
@@ -340,12 +346,13 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         if (Has(text, "_time=")) {
             m_out.RtcRead(true, NumberAfter(text, "_time="), "", Here());
         } else if (Has(text, "invalid")) {
-            const std::string raw = "raw " + std::to_string(NumberAfter(text, "tm_year=").value_or(0)) +
-                                    " " + std::to_string(NumberAfter(text, "tm_mon=").value_or(0)) +
-                                    " " + std::to_string(NumberAfter(text, "tm_mday=").value_or(0)) +
-                                    " " + std::to_string(NumberAfter(text, "tm_hour=").value_or(0)) +
-                                    " " + std::to_string(NumberAfter(text, "tm_min=").value_or(0)) +
-                                    " " + std::to_string(NumberAfter(text, "tm_sec=").value_or(0));
+            const std::string raw =
+                "raw " + std::to_string(NumberAfter(text, "tm_year=").value_or(0)) + " " +
+                std::to_string(NumberAfter(text, "tm_mon=").value_or(0)) + " " +
+                std::to_string(NumberAfter(text, "tm_mday=").value_or(0)) + " " +
+                std::to_string(NumberAfter(text, "tm_hour=").value_or(0)) + " " +
+                std::to_string(NumberAfter(text, "tm_min=").value_or(0)) + " " +
+                std::to_string(NumberAfter(text, "tm_sec=").value_or(0));
             m_out.RtcRead(true, std::nullopt, raw, Here());
             if (starting) {
                 m_startup->rtcFailed = true;
@@ -379,7 +386,10 @@ void Rebuild::Manager(const dakhost::LogLine& line)
                !Has(text, "failed") && m_decidedLine != m_line) {
         // Only the level-1 line of the setting: told here, its reasons unknown.
         SettingEvent event;
-        event.setting.type = ParseSetType(Field(text.substr(text.find("UTC =")), 1)).value_or(-1);
+        const size_t utcAt = text.find("UTC =");
+        const std::string_view setting =
+            utcAt == std::string::npos ? std::string_view() : std::string_view(text).substr(utcAt);
+        event.setting.type = ParseSetType(Field(setting, 1)).value_or(-1);
         event.setting.utc = NumberAfter(text, "UTC =").value_or(-1);
         event.setting.accepted = true;
         event.reasonsKnown = false;
@@ -395,9 +405,14 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         if (const auto autoClock = AutoTypeWord(Field(text, 3))) {
             AutoClock(static_cast<int>(*autoClock));
         }
-    } else if ((function == "t_IsPossibleUpdateTime" || function == "t_GetInitSettingTypeByReason") &&
+    } else if ((function == "t_IsPossibleUpdateTime" ||
+                function == "t_GetInitSettingTypeByReason") &&
                print) {
-        if (const auto reason = ReasonWord(Field(text.substr(text.find(']') + 1), 0))) {
+        const size_t close = text.find(']');
+        const std::string_view after = close == std::string::npos
+                                           ? std::string_view()
+                                           : std::string_view(text).substr(close + 1);
+        if (const auto reason = ReasonWord(Field(after, 0))) {
             ReasonSeen(static_cast<int>(*reason));
         }
     } else if (function == "SetSystemTimeByNetworkTime" && print) {

@@ -50,7 +50,7 @@ private:
 
     Listener& m_out;
     std::unique_ptr<Decisions> m_decisions;
-    uint64_t m_decidedLine = 0;  // the line of the decisions reader's last setting
+    uint64_t m_decidedLine = 0;         // the line of the decisions reader's last setting
     std::optional<int64_t> m_rtcWrite;  // asked for, its failure not yet ruled out
     uint64_t m_line = 0;
     daksim::Moment m_moment;
@@ -77,7 +77,7 @@ private:
     bool m_initReplay = false;   // start-up just asked to replay the hardware clock
     std::optional<TableEvent> m_table;
     uint64_t m_tableLine = 0;
-    std::string m_handle;  // the last stream clock a table named
+    std::string m_handle;       // the last stream clock a table named
     bool m_tableDrove = false;  // the last table asked the manager
 };
 

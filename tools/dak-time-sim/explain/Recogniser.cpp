@@ -41,8 +41,8 @@ constexpr std::array<Known, 66> kKnown = {{
     {"[TCSystemTimeManager::t_SyncSystemTime] UTC=", "", "t_SyncSystemTime", Via::Print, 4, true},
     {"SetSystemTimeByReleaseTime, after factory reset", "", "SetSystemTimeByReleaseTime",
      Via::PrintF, 1, false},
-    {"SetSystemTimeByReleaseTime after factory reset", "", "SetSystemTimeByReleaseTime",
-     Via::Print, 1, false},
+    {"SetSystemTimeByReleaseTime after factory reset", "", "SetSystemTimeByReleaseTime", Via::Print,
+     1, false},
     {"[TCSystemTimeManager::t_IsPossibleUpdateTime]  ", "", "t_IsPossibleUpdateTime", Via::Print, 4,
      true},
     {"[TCSystemTimeManager::t_GetSettingTypeByReason]  ", "", "t_GetInitSettingTypeByReason",
@@ -76,8 +76,8 @@ constexpr std::array<Known, 66> kKnown = {{
      Via::PrintF, 1, false},
     {"[TCSystemTimeManager::t_SetSystemTimeByNetworkTime] Sucessfully set  network time", "",
      "t_SetSystemTimeByNetworkTime", Via::Print, 4, false},
-    {"SetSystemTimeByNetworkTime] Sucessfully set network time", "",
-     "t_SetSystemTimeByNetworkTime", Via::PrintF, 1, false},
+    {"SetSystemTimeByNetworkTime] Sucessfully set network time", "", "t_SetSystemTimeByNetworkTime",
+     Via::PrintF, 1, false},
     {"[TCSystemTimeManager::t_SetNetworkTimeOffset] networkTimeOffset ", "",
      "t_SetNetworkTimeOffset", Via::Print, 1, true},
     {"[TCSystemTimeManager::GetNetworkDst] ", "", "GetNetworkDst", Via::Print, 4, false},
@@ -166,8 +166,8 @@ int ManagerOffset(const char* start)
     return text.rfind(kManager, 0) == 0 ? 0 : -1;
 }
 
-constexpr std::array<const char*, 6> kVias = {"Print", "PrintF", "Profiling", "Trace", "Assert",
-                                              "Stdout"};
+constexpr std::array<const char*, 6> kVias = {"Print", "PrintF", "Profiling",
+                                              "Trace", "Assert", "Stdout"};
 
 }  // namespace
 
@@ -177,7 +177,8 @@ void DropColour(std::string_view text, std::string& out)
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
             size_t end = i + 2;
-            while (end < text.size() && ((text[end] >= '0' && text[end] <= '9') || text[end] == ';')) {
+            while (end < text.size() &&
+                   ((text[end] >= '0' && text[end] <= '9') || text[end] == ';')) {
                 ++end;
             }
             if (end < text.size() && text[end] == 'm') {

@@ -6,7 +6,9 @@
 
 namespace daksim::explain {
 
-Records::Records(RecordSink* sink, Timeline* timeline) : m_sink(sink), m_timeline(timeline) {}
+Records::Records(RecordSink* sink, Timeline* timeline) : m_sink(sink), m_timeline(timeline)
+{
+}
 
 void Records::Write(const TraceRecord& record)
 {
@@ -20,8 +22,9 @@ void Records::Clocks(const At& at)
     if (m_timeline == nullptr) {
         return;
     }
-    const int64_t rtc = m_rtc ? *m_rtc + static_cast<int64_t>((at.moment.elapsedMs - m_rtcAtMs) / 1000U)
-                              : static_cast<int64_t>(at.moment.clock);
+    const int64_t rtc =
+        m_rtc ? *m_rtc + static_cast<int64_t>((at.moment.elapsedMs - m_rtcAtMs) / 1000U)
+              : static_cast<int64_t>(at.moment.clock);
     m_timeline->Clocks(at.moment, rtc);
 }
 
@@ -111,8 +114,7 @@ void Records::Sync(const Decisions::Sync& sync, const At& at)
     Write(record);
 }
 
-void Records::RtcRead(bool ok, std::optional<int64_t> utc, const std::string& /*how*/,
-                      const At& at)
+void Records::RtcRead(bool ok, std::optional<int64_t> utc, const std::string& /*how*/, const At& at)
 {
     if (utc) {
         m_rtc = utc;

@@ -41,10 +41,11 @@ bool ScenarioWriter::Open(const std::string& path)
     if (m_file == nullptr) {
         return false;
     }
-    std::fputs("# Re-created by dak-time-sim explain from a set's log: the inputs the log\n"
-               "# shows, and the decisions it shows as expectations. Each step says the\n"
-               "# log line it comes from.\n",
-               m_file);
+    std::fputs(
+        "# Re-created by dak-time-sim explain from a set's log: the inputs the log\n"
+        "# shows, and the decisions it shows as expectations. Each step says the\n"
+        "# log line it comes from.\n",
+        m_file);
     return true;
 }
 
@@ -227,8 +228,9 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
     KeepReason();
     if (setting.why == "manual time while the clock is automatic") {
         ClockMode(0);
-    } else if (setting.accepted && dak::AppliedSettingType(static_cast<ETimeSettingType>(
-                                       setting.type)) == SetType_manual &&
+    } else if (setting.accepted &&
+               dak::AppliedSettingType(static_cast<ETimeSettingType>(setting.type)) ==
+                   SetType_manual &&
                m_clockMode == 0 && m_reasonSet &&
                !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_reasonSet),
                                        SetType_manual)) {

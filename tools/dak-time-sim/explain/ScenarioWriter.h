@@ -71,7 +71,7 @@ private:
     int m_clockGetFailure = 0;
     bool m_rtcWriteFailed = false;
     bool m_agentDenies = false;
-    size_t m_stepsAtTable = 0;  // m_steps when the last table had been handed over
+    size_t m_stepsAtTable = 0;   // m_steps when the last table had been handed over
     size_t m_tablesDriving = 0;  // tables that asked for a setting not yet seen
     // Each stream clock's mode as the scenario set it (a log names few).
     std::map<std::string, int> m_streamModes;

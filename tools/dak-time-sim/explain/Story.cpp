@@ -51,9 +51,9 @@ void Story::StartupRead(const Startup& startup, const At& at)
 void Story::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
-    std::string text = "setting " + (setting.type == Decisions::kTypeUnknown
-                                         ? std::string("of a type not logged")
-                                         : SetTypeName(setting.type));
+    std::string text =
+        "setting " + (setting.type == Decisions::kTypeUnknown ? std::string("of a type not logged")
+                                                              : SetTypeName(setting.type));
     if (setting.utc >= 0) {
         text += " " + Time(setting.utc);
     }
@@ -89,7 +89,8 @@ void Story::Sync(const Decisions::Sync& sync, const At& at)
 void Story::RtcRead(bool ok, std::optional<int64_t> utc, const std::string& how, const At& at)
 {
     if (!ok) {
-        Say(at, how == "absent" ? "hardware clock: cannot be opened" : "hardware clock: read failed");
+        Say(at,
+            how == "absent" ? "hardware clock: cannot be opened" : "hardware clock: read failed");
     } else if (!utc) {
         Say(at, "hardware clock: no calendar time (" + how + ")");
     }
@@ -125,8 +126,8 @@ void Story::Table(const TableEvent& table, const At& at)
     if (table.result && !table.askedSet && table.why.empty()) {
         return;
     }
-    std::string text = "stream table " + (table.handle.empty() ? "?" : table.handle) + " " +
-                       Time(table.utc);
+    std::string text =
+        "stream table " + (table.handle.empty() ? "?" : table.handle) + " " + Time(table.utc);
     if (!table.result) {
         text += " refused: " + table.why;
     } else if (table.askedSet) {

@@ -80,8 +80,9 @@ TEST(ExplainRecogniser, FindsAMessageBehindAnyPrefixAndColour)
               "SetType_stream, offset =0");
 
     // Its PrintF twin has a text of its own.
-    const auto twin = recogniser.Read("x: t_SetSystemTime \x1b[1;36m UTC = 1709620200, "
-                                      "SetType_stream, offset =0\x1b[0m");
+    const auto twin = recogniser.Read(
+        "x: t_SetSystemTime \x1b[1;36m UTC = 1709620200, "
+        "SetType_stream, offset =0\x1b[0m");
     ASSERT_TRUE(twin);
     EXPECT_EQ(twin->line.via, dakhost::Via::PrintF);
 
@@ -270,12 +271,15 @@ TEST(ExplainFindings, JumpsRefusedTablesAndDrift)
                         "<978307199  - 4102444800>]");
     }
     // A setting an hour ahead of the clock.
-    lines.push_back("2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime] UTC = "
-                    "1709623800,  SetType_stream");
-    lines.push_back("2024-03-05 06:30:00.000 p: [TCSystemTimeManager::GetSystemTime]  UTC = "
-                    "1709620200");
-    lines.push_back("2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime]  "
-                    "SetSystemClock  UTC = 1709623800, SetType_stream, offset =0");
+    lines.push_back(
+        "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime] UTC = "
+        "1709623800,  SetType_stream");
+    lines.push_back(
+        "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::GetSystemTime]  UTC = "
+        "1709620200");
+    lines.push_back(
+        "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime]  "
+        "SetSystemClock  UTC = 1709623800, SetType_stream, offset =0");
     // Two corrections of 5 s a day apart: the hardware clock loses 5 s a day.
     for (const char* day : {"05", "06"}) {
         lines.push_back(std::string("2024-03-") + day +
@@ -300,7 +304,8 @@ TEST(ExplainFindings, JumpsRefusedTablesAndDrift)
     std::fclose(out);
     const std::string printed(text, size);
     std::free(text);
-    EXPECT_NE(printed.find("the largest 3600 s; by SetType_stream 1"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("the largest 3600 s; by SetType_stream 1"), std::string::npos)
+        << printed;
     EXPECT_NE(printed.find("drifts -5.0 s a day"), std::string::npos) << printed;
 }
 
