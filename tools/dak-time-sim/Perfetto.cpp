@@ -87,7 +87,9 @@ bool PerfettoFile::Open(const std::string& path)
     if (m_file == nullptr) {
         return false;
     }
-    std::fputs("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[\n", m_file);
+    std::fputs(R"({"displayTimeUnit":"ms","traceEvents":[)"
+               "\n",
+               m_file);
     return true;
 }
 
@@ -114,8 +116,8 @@ void PerfettoFile::Emit(const std::string& event)
 
 void PerfettoFile::NameThread(int tid, const char* name)
 {
-    Emit("{\"ph\":\"M\",\"name\":\"thread_name\",\"pid\":" + std::to_string(m_pid) +
-         ",\"tid\":" + std::to_string(tid) + ",\"args\":{\"name\":" + JsonString(name) + "}}");
+    Emit(R"({"ph":"M","name":"thread_name","pid":)" + std::to_string(m_pid) + R"(,"tid":)" +
+         std::to_string(tid) + R"(,"args":{"name":)" + JsonString(name) + "}}");
 }
 
 void PerfettoFile::Counter(const std::string& name, int64_t ts, int64_t value)
@@ -126,8 +128,8 @@ void PerfettoFile::Counter(const std::string& name, int64_t ts, int64_t value)
         return;
     }
     m_counters[key] = value;
-    Emit("{\"ph\":\"C\",\"name\":" + JsonString(name) + ",\"pid\":" + std::to_string(m_pid) +
-         ",\"ts\":" + std::to_string(ts) + ",\"args\":{\"utc\":" + std::to_string(value) + "}}");
+    Emit(R"({"ph":"C","name":)" + JsonString(name) + R"(,"pid":)" + std::to_string(m_pid) +
+         R"(,"ts":)" + std::to_string(ts) + R"(,"args":{"utc":)" + std::to_string(value) + "}}");
 }
 
 void PerfettoFile::Write(const TraceRecord& record)
@@ -140,8 +142,8 @@ void PerfettoFile::Write(const TraceRecord& record)
     if (event == "file" || m_pid == 0) {
         ++m_pid;
         m_counters.clear();
-        Emit("{\"ph\":\"M\",\"name\":\"process_name\",\"pid\":" + std::to_string(m_pid) +
-             ",\"args\":{\"name\":" + JsonString(record.File()) + "}}");
+        Emit(R"({"ph":"M","name":"process_name","pid":)" + std::to_string(m_pid) +
+             R"(,"args":{"name":)" + JsonString(record.File()) + "}}");
         NameThread(kSteps, "steps");
         NameThread(kTask, "manager task");
         NameThread(kCallers, "callers");
@@ -158,14 +160,10 @@ void PerfettoFile::Write(const TraceRecord& record)
         args += JsonString(field.first) + ":" + field.second;
     }
     args += "}";
-    const std::string common = ",\"pid\":" + std::to_string(m_pid) +
-                               ",\"ts\":" + std::to_string(ts) + ",\"args\":" + args + "}";
-    if (event == "step") {
-        Emit("{\"ph\":\"i\",\"s\":\"t\",\"name\":" + NameOf(record) +
-             ",\"tid\":" + std::to_string(kSteps) + common);
-    } else if (event != "file") {
-        Emit("{\"ph\":\"i\",\"s\":\"t\",\"name\":" + NameOf(record) +
-             ",\"tid\":" + std::to_string(TrackOf(record)) + common);
+    if (event != "file") {
+        Emit(R"({"ph":"i","s":"t","name":)" + NameOf(record) + R"(,"tid":)" +
+             std::to_string(TrackOf(record)) + R"(,"pid":)" + std::to_string(m_pid) + R"(,"ts":)" +
+             std::to_string(ts) + R"(,"args":)" + args + "}");
     }
     const std::optional<int64_t> rtc = event == "rtc_read" || event == "rtc_write"
                                            ? Number(record.Field("time"))

@@ -60,7 +60,7 @@ public:
 class TraceFile : public RecordSink {
 public:
     TraceFile() = default;
-    ~TraceFile();
+    ~TraceFile() override;
     TraceFile(const TraceFile&) = delete;
     TraceFile& operator=(const TraceFile&) = delete;
 

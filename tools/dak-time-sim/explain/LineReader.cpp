@@ -8,7 +8,7 @@
 namespace daksim::explain {
 
 namespace {
-constexpr size_t kChunk = 256 * 1024;
+constexpr size_t kChunk = size_t{256} * 1024;
 }  // namespace
 
 LineReader::LineReader() : m_buffer(kChunk + LineReader::kMaxLine)

@@ -16,7 +16,7 @@ namespace daksim::explain {
 
 class LineReader {
 public:
-    static constexpr size_t kMaxLine = 64 * 1024;
+    static constexpr size_t kMaxLine = size_t{64} * 1024;
 
     LineReader();
     ~LineReader();

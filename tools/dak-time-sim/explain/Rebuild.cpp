@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "LogFields.h"
+#include "ReadWords.h"
 #include "SystemTimeManager/TimeRules.h"
 #include "Vocabulary.h"
 
@@ -20,46 +21,9 @@ constexpr int kAutoNet = 1;
 constexpr int kAutoMax = 2;
 constexpr int kLevelOfDecisions = 4;
 
-// The `index`-th field of a comma-separated text (0: up to the first comma),
-// blanks around it dropped.
-std::string Field(std::string_view text, size_t index)
-{
-    size_t start = 0;
-    for (size_t i = 0; i < index; ++i) {
-        start = text.find(',', start);
-        if (start == std::string_view::npos) {
-            return {};
-        }
-        ++start;
-    }
-    size_t end = text.find(',', start);
-    if (end == std::string_view::npos) {
-        end = text.size();
-    }
-    while (start < end && text[start] == ' ') {
-        ++start;
-    }
-    while (end > start && text[end - 1] == ' ') {
-        --end;
-    }
-    return std::string(text.substr(start, end - start));
-}
-
-// A printed reason; every value outside the table prints as Reason_unknown,
-// kept as one such value.
-std::optional<int64_t> ReasonWord(const std::string& word)
-{
-    return word == "Reason_unknown" ? std::optional<int64_t>(-1) : ParseReason(word);
-}
-
-std::optional<int64_t> AutoTypeWord(const std::string& word)
-{
-    return word == "AutoType_unknown" ? std::optional<int64_t>(-1) : ParseAutoType(word);
-}
-
 }  // namespace
 
-Rebuild::Rebuild(Listener& out) : m_out(out)
+Rebuild::Rebuild(Listener& out) : m_out(out), m_startupReader(out)
 {
 }
 
@@ -72,27 +36,20 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
             m_out.Sync(sync, Here());
         });
     m_line = line;
-    m_moment = {};
-    m_firstMs.reset();
-    m_lastMs = 0;
-    m_clock.reset();
-    m_clockAtMs = 0;
+    m_moments.Reset();
     m_reason.reset();
     m_autoClock.reset();
     m_signals = 0;
     m_maxLevel = 0;
-    m_startup.reset();
-    m_startupTold = false;
+    m_startupReader.Reset();
     m_applyingSeen = false;
     m_clockBefore.reset();
     m_networkTaken = false;
     m_syncSetting = false;
     m_initReplay = false;
-    m_table.reset();
-    m_handle.clear();
+    m_tables.Reset();
     m_tableDrove = false;
     m_decidedLine = 0;
-    m_rtcWrite.reset();
     m_echoes = false;
     m_decisions->CallUnknown();
     m_out.BeginFile(name, Here());
@@ -111,7 +68,7 @@ void Rebuild::CallStep(std::optional<int64_t> type, int64_t utc)
 
 void Rebuild::StreamStep(const std::string& handle)
 {
-    m_handle = handle;
+    m_tables.HandleIs(handle);
 }
 
 void Rebuild::ReasonStep(int reason)
@@ -119,33 +76,10 @@ void Rebuild::ReasonStep(int reason)
     ReasonSeen(reason);
 }
 
-void Rebuild::Moment(const std::optional<Stamp>& stamp)
-{
-    if (stamp) {
-        if (stamp->kind == Stamp::Kind::Simulator) {
-            m_lastMs = std::max<int64_t>(stamp->ms, 0);
-            m_clock = stamp->clock;
-            m_clockAtMs = m_lastMs;
-        } else {
-            if (!m_firstMs) {
-                m_firstMs = stamp->ms;
-            }
-            m_lastMs = std::max(m_lastMs, stamp->ms - *m_firstMs);
-            if (!m_clock && stamp->kind == Stamp::Kind::Calendar) {
-                m_clock = stamp->ms / 1000;
-                m_clockAtMs = m_lastMs;
-            }
-        }
-    }
-    m_moment.elapsedMs = static_cast<uint64_t>(m_lastMs);
-    m_moment.clock =
-        m_clock ? static_cast<uint32_t>(*m_clock + (m_lastMs - m_clockAtMs) / 1000) : 0U;
-}
-
 void Rebuild::Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message)
 {
     m_line = line;
-    Moment(stamp);
+    m_moments.Stamped(stamp);
     if (message != nullptr) {
         m_out.Log(message->line, Here());
         Read(message->line);
@@ -175,13 +109,10 @@ void Rebuild::AutoClock(int value)
 
 void Rebuild::FinishTable()
 {
-    if (m_table) {
-        // Whether a table was taken is told at level 5 only, or by its range.
-        constexpr int kLevelOfTables = 5;
-        m_table->resultKnown = m_table->resultKnown || m_maxLevel >= kLevelOfTables;
-        m_out.Table(*m_table, {m_tableLine, m_moment});
-        m_tableDrove = m_table->askedSet;
-        m_table.reset();
+    uint64_t line = 0;
+    if (const auto table = m_tables.Finish(m_maxLevel, line)) {
+        m_out.Table(*table, {line, m_moments.Now()});
+        m_tableDrove = table->askedSet;
     }
 }
 
@@ -221,8 +152,7 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
     if (setting.accepted) {
         Accepted(setting.type);
         m_out.ClockSet(0, setting.utc, Here());
-        m_clock = setting.utc;
-        m_clockAtMs = m_lastMs;
+        m_moments.ClockIs(setting.utc);
         m_out.Signal(++m_signals, setting.type, Here());
     } else if (Has(setting.why, "ret=")) {
         m_out.ClockSet(static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0)), setting.utc,
@@ -259,12 +189,7 @@ void Rebuild::Read(const dakhost::LogLine& line)
     if (line.function != "SetStreamClock" && line.function != "GetSystemTime") {
         FinishTable();
     }
-    if (m_rtcWrite && !(line.function == "t_SetRTCTime" && Has(text, "fail"))) {
-        if (line.function != "t_SetRTCTime") {
-            m_out.RtcWrite(true, m_rtcWrite, Here());
-            m_rtcWrite.reset();
-        }
-    }
+    m_startupReader.Other(&line, Here());
     // The task stores the reason a setting leaves before it logs the setting.
     if (print && line.function == "t_SetSystemTime" && Has(text, "t_SetSystemTime] UTC =")) {
         m_applyingSeen = true;
@@ -301,6 +226,17 @@ void Rebuild::Read(const dakhost::LogLine& line)
     }
     if (line.function == "SetStreamClock") {
         Stream(line);
+    } else if (m_startupReader.Line(line, Here())) {
+        if (const auto startup = m_startupReader.TakeRead()) {
+            if (startup->reason) {
+                ReasonSeen(static_cast<int>(*startup->reason));
+            }
+            if (startup->autoClock) {
+                AutoClock(static_cast<int>(*startup->autoClock));
+            }
+            m_initReplay = !startup->rtcFailed;
+            m_out.StartupRead(*startup, Here());
+        }
     } else {
         Manager(line);
     }
@@ -311,73 +247,13 @@ void Rebuild::Manager(const dakhost::LogLine& line)
     const std::string& text = line.text;
     const std::string& function = line.function;
     const bool print = line.via == dakhost::Via::Print;
-    if (function == "Init" && Has(text, "isMasterPowerOn:")) {
-        if (!m_startup || m_startupTold) {
-            m_startup = Startup{};
-            m_startupTold = false;
-        }
-        m_startup->mainPower = NumberAfter(text, "isMasterPowerOn:").value_or(0) != 0;
-        m_startup->battery = NumberAfter(text, "ExistBackupBattery:").value_or(0) != 0;
-    } else if (function == "Init" && Has(text, "InitSystemTime  UTC=") && !m_startupTold) {
-        if (!m_startup) {
-            m_startup = Startup{};
-        }
-        Startup& startup = *m_startup;
-        if (!startup.rtcFailed) {
-            startup.rtc = NumberAfter(text, "UTC=");
-        }
-        startup.reason = ReasonWord(Field(text, 1));
-        startup.autoClock = AutoTypeWord(Field(text, 2));
-        startup.type = ParseSetType(Field(text, 3));
-        if (!startup.mainPower) {
-            startup.mainPower = NumberAfter(text, "isMasterPowerOn=").value_or(0) != 0;
-        }
-        if (startup.reason) {
-            ReasonSeen(static_cast<int>(*startup.reason));
-        }
-        if (startup.autoClock) {
-            AutoClock(static_cast<int>(*startup.autoClock));
-        }
-        m_startupTold = true;
-        m_initReplay = !startup.rtcFailed;
-        m_out.StartupRead(startup, Here());
-    } else if (function == "t_GetRTCTime" && print) {
-        const bool starting = m_startup && !m_startupTold;
-        if (Has(text, "_time=")) {
-            m_out.RtcRead(true, NumberAfter(text, "_time="), "", Here());
-        } else if (Has(text, "invalid")) {
-            const std::string raw =
-                "raw " + std::to_string(NumberAfter(text, "tm_year=").value_or(0)) + " " +
-                std::to_string(NumberAfter(text, "tm_mon=").value_or(0)) + " " +
-                std::to_string(NumberAfter(text, "tm_mday=").value_or(0)) + " " +
-                std::to_string(NumberAfter(text, "tm_hour=").value_or(0)) + " " +
-                std::to_string(NumberAfter(text, "tm_min=").value_or(0)) + " " +
-                std::to_string(NumberAfter(text, "tm_sec=").value_or(0));
-            m_out.RtcRead(true, std::nullopt, raw, Here());
-            if (starting) {
-                m_startup->rtcFailed = true;
-            }
-        } else if (Has(text, "fail")) {
-            m_out.RtcRead(false, std::nullopt, Has(text, "open fail") ? "absent" : "fail", Here());
-            if (starting) {
-                m_startup->rtcFailed = true;
-            }
-        }
-    } else if (function == "t_SetRTCTime" && print) {
-        if (Has(text, "_time=")) {
-            m_rtcWrite = NumberAfter(text, "_time=");
-        } else if (Has(text, "fail")) {
-            m_out.RtcWrite(false, m_rtcWrite, Here());
-            m_rtcWrite.reset();
-        }
-    } else if (function == "GetSystemTime" && print) {
+    if (function == "GetSystemTime" && print) {
         if (Has(text, "failed")) {
             m_out.ClockRead(std::nullopt, static_cast<int>(NumberAfter(text, "ret=").value_or(0)),
                             Here());
         } else if (const auto utc = NumberAfter(text, "UTC =")) {
             m_out.ClockRead(utc, 0, Here());
-            m_clock = utc;
-            m_clockAtMs = m_lastMs;
+            m_moments.ClockIs(*utc);
             if (m_applyingSeen && !m_clockBefore) {
                 m_clockBefore = utc;
             }
@@ -437,71 +313,27 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         m_out.Subscription("presentation", true, Here());
     } else if (function == "~TCSystemTimeManager" && Has(text, "thread destroy")) {
         m_out.ManagerExit(Here());
-        m_startup.reset();
-        m_startupTold = false;
+        m_startupReader.ManagerGone();
         AutoClock(kAutoMax);
     }
 }
 
 void Rebuild::Stream(const dakhost::LogLine& line)
 {
-    const std::string& text = line.text;
     if (line.via != dakhost::Via::Print) {
         return;
     }
-    if (Has(text, "[TCStreamClock::SetStreamClock] utc")) {
+    if (Has(line.text, "[TCStreamClock::SetStreamClock] utc")) {
         FinishTable();
-        TableEvent table;
-        table.handle = m_handle;
-        table.utc = NumberAfter(text, "utc").value_or(0);
-        table.scan = NumberAfter(text, "isScan:").value_or(0) != 0;
-        table.mode = static_cast<int>(NumberAfter(text, "clockMode:").value_or(0));
-        table.resultKnown = false;
-        m_table = table;
-        m_tableLine = m_line;
-        return;
     }
-    if (!m_table) {
-        return;
-    }
-    TableEvent& table = *m_table;
-    if (Has(text, "Invalid UTC")) {
-        table.result = false;
-        table.resultKnown = true;
-        table.why = "outside 2001-2099";
-    } else if (Has(text, "Getting base clock error")) {
-        table.result = false;
-        table.why = "no base clock";
-    } else if (Has(text, "First STT Set-->UTC[")) {
-        m_handle = std::to_string(NumberAfter(text, "profileId:").value_or(0)) + "/" +
-                   std::to_string(NumberAfter(text, "subId:").value_or(0));
-        table.handle = m_handle;
-    } else if (Has(text, "clockMode[")) {
-        table.result = false;
-        table.clockMode = static_cast<int>(NumberAfter(text, "m_clockMode[").value_or(0));
-        table.agentDenied = NumberAfter(text, "bUpdateSystemTime =").value_or(1) == 0;
-        table.why = table.agentDenied ? "the time-update agent denies it"
-                                      : "its clock mode is not the stream clock's";
-    } else if (Has(text, "Doesn't set Stream Clock")) {
-        table.why = "the clock is manual";
-    } else if (Has(text, "oldTime [")) {
-        // Printed as a signed 32-bit long: from 2038 on it reads negative.
-        if (const auto old = NumberAfter(text, "oldTime [")) {
-            table.systemBefore = static_cast<int64_t>(static_cast<uint32_t>(*old));
-        }
-    } else if (Has(text, "BPTime_set_current_time")) {
-        table.askedSet = true;
-    }
+    m_tables.Line(line.text, m_line);
 }
 
 void Rebuild::EndFile(uint64_t line)
 {
     m_line = line;
     FinishTable();
-    if (m_rtcWrite) {
-        m_out.RtcWrite(true, m_rtcWrite, Here());
-        m_rtcWrite.reset();
-    }
+    m_startupReader.Other(nullptr, Here());
     if (m_decisions) {
         m_decisions->EndOfLog();
     }

@@ -13,8 +13,11 @@
 
 #include "Decisions.h"
 #include "Events.h"
+#include "Moments.h"
 #include "Recogniser.h"
 #include "Stamp.h"
+#include "StartupReader.h"
+#include "TableReader.h"
 
 namespace daksim::explain {
 
@@ -37,7 +40,6 @@ public:
     void EndFile(uint64_t line);
 
 private:
-    void Moment(const std::optional<Stamp>& stamp);
     void Read(const dakhost::LogLine& line);
     void Manager(const dakhost::LogLine& line);
     void Stream(const dakhost::LogLine& line);
@@ -46,38 +48,27 @@ private:
     void FinishTable();
     void FromDecisions(const Decisions::Setting& setting);
     void Accepted(int64_t type);
-    At Here() const { return {m_line, m_moment}; }
+    At Here() const { return {m_line, m_moments.Now()}; }
 
     Listener& m_out;
     std::unique_ptr<Decisions> m_decisions;
-    uint64_t m_decidedLine = 0;         // the line of the decisions reader's last setting
-    std::optional<int64_t> m_rtcWrite;  // asked for, its failure not yet ruled out
+    uint64_t m_decidedLine = 0;  // the line of the decisions reader's last setting
     uint64_t m_line = 0;
-    daksim::Moment m_moment;
-    // Moments: the first stamp's time is elapsed 0; a known platform clock
-    // runs on with the elapsed time.
-    std::optional<int64_t> m_firstMs;
-    int64_t m_lastMs = 0;
-    std::optional<int64_t> m_clock;  // the platform clock at m_clockAtMs
-    int64_t m_clockAtMs = 0;
+    Moments m_moments;
 
     std::optional<int> m_reason;
     std::optional<int> m_autoClock;
     int m_signals = 0;
     int m_maxLevel = 0;
     bool m_echoes = false;  // the simulator's step echoes say what each call asks for
-    // Start-up, from the power line to the replay.
-    std::optional<Startup> m_startup;
-    bool m_startupTold = false;
+    StartupReader m_startupReader;
     // The setting the task is applying (its first line seen).
     bool m_applyingSeen = false;
     std::optional<int64_t> m_clockBefore;
     bool m_networkTaken = false;
     bool m_syncSetting = false;  // a sync just asked to set the platform clock
     bool m_initReplay = false;   // start-up just asked to replay the hardware clock
-    std::optional<TableEvent> m_table;
-    uint64_t m_tableLine = 0;
-    std::string m_handle;       // the last stream clock a table named
+    TableReader m_tables;
     bool m_tableDrove = false;  // the last table asked the manager
 };
 

@@ -160,7 +160,7 @@ int ManagerOffset(const char* start)
     if (text.rfind("[[", 0) == 0 && text.substr(2, kManager.size()) == kManager) {
         return 2;
     }
-    if (text.rfind("[", 0) == 0 && text.substr(1, kManager.size()) == kManager) {
+    if (text.rfind('[', 0) == 0 && text.substr(1, kManager.size()) == kManager) {
         return 1;
     }
     return text.rfind(kManager, 0) == 0 ? 0 : -1;

@@ -2,87 +2,43 @@
 
 #include "LogFields.h"
 #include "SystemTimeManager/TimeRules.h"
-#include "TimeText.h"
 #include "Vocabulary.h"
 
 namespace daksim::explain {
+
+using Words = ScenarioFile;
 
 namespace {
 
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
 constexpr int64_t kFirstValidUtc = 978307200;
-constexpr int64_t kEndUtc = 4102444800;
-
-// A time as a scenario writes it: the calendar form where it has one.
-std::string TimeWord(int64_t utc)
-{
-    if (utc >= 0 && utc < kEndUtc * 2) {
-        return IsoFromUtc(utc);
-    }
-    return std::to_string(utc);
-}
-
-// A reason as a scenario writes it: the short name, or the number.
-std::string ReasonWord(int64_t reason)
-{
-    return reason >= 0 && reason <= 3 ? ReasonName(reason) : std::to_string(reason);
-}
 
 }  // namespace
 
-ScenarioWriter::~ScenarioWriter()
-{
-    (void)Close();
-}
-
 bool ScenarioWriter::Open(const std::string& path)
 {
-    m_file = std::fopen(path.c_str(), "w");
-    if (m_file == nullptr) {
-        return false;
-    }
-    std::fputs(
-        "# Re-created by dak-time-sim explain from a set's log: the inputs the log\n"
-        "# shows, and the decisions it shows as expectations. Each step says the\n"
-        "# log line it comes from.\n",
-        m_file);
-    return true;
+    return m_out.Open(path);
 }
 
 bool ScenarioWriter::Close()
 {
-    if (m_file == nullptr) {
-        return !m_failed;
-    }
-    if (m_steps == 0) {
-        Step("idle  # the log shows nothing to re-create");
-    }
-    m_failed = std::ferror(m_file) != 0 || m_failed;
-    m_failed = std::fclose(m_file) != 0 || m_failed;
-    m_file = nullptr;
-    return !m_failed;
+    return m_out.Close();
 }
 
 void ScenarioWriter::Step(const std::string& text)
 {
-    if (m_file != nullptr) {
-        std::fprintf(m_file, "%s\n", text.c_str());
-        ++m_steps;
-    }
+    m_out.Step(text);
 }
 
 void ScenarioWriter::From(const At& at, const std::string& what)
 {
-    if (m_file != nullptr) {
-        std::fprintf(m_file, "# log line %llu: %s\n", static_cast<unsigned long long>(at.line),
-                     what.c_str());
-    }
+    m_out.From(at.line, what);
 }
 
 void ScenarioWriter::KeepReason()
 {
     if (m_reason && m_reason != m_reasonSet) {
-        Step("set reason " + ReasonWord(*m_reason));
+        Step("set reason " + Words::ReasonWord(*m_reason));
         m_reasonSet = m_reason;
     }
 }
@@ -115,9 +71,7 @@ std::string ScenarioWriter::RtcFault() const
 
 void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
 {
-    if (m_file != nullptr) {
-        std::fprintf(m_file, "\n## %s\n", name.c_str());
-    }
+    m_out.Heading(name);
     if (m_managerUp) {
         Step("manager exit");
         m_managerUp = false;
@@ -145,7 +99,7 @@ void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
     if (startup.reason) {
         // Main power on without a battery forgets the reason before this is
         // logged: the reason the log shows is the one that counts.
-        Step("set reason " + ReasonWord(*startup.reason));
+        Step("set reason " + Words::ReasonWord(*startup.reason));
         m_reason = startup.reason;
         m_reasonSet = startup.reason;
     }
@@ -153,7 +107,7 @@ void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
         Step(RtcFault());
     } else if (startup.rtc) {
         Step("fail rtcread 0");
-        Step("set rtc " + TimeWord(*startup.rtc));
+        Step("set rtc " + Words::TimeWord(*startup.rtc));
     }
     Step("init");
     Step("idle");
@@ -167,7 +121,7 @@ void ScenarioWriter::Expect(const SettingEvent& event)
 {
     const Decisions::Setting& setting = event.setting;
     if (setting.accepted && setting.utc >= 0) {
-        Step("expect clock " + TimeWord(setting.utc));
+        Step("expect clock " + Words::TimeWord(setting.utc));
     }
     if (event.reasonsKnown) {
         Step("expect setting reason " + ReasonName(setting.reasonAfter));
@@ -190,7 +144,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         // The log may show it applied after later steps (tables handed over
         // one after the other): the clock then shows the last one's time.
         SettingEvent checked = event;
-        if (m_steps != m_stepsAtTable || m_tablesDriving != 1) {
+        if (m_out.Steps() != m_stepsAtTable || m_tablesDriving != 1) {
             checked.setting.utc = -1;
         }
         m_tablesDriving = m_tablesDriving > 0 ? m_tablesDriving - 1 : 0;
@@ -248,7 +202,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
     }
     // A refusal that does not say the time was asked for the clock's own.
     const int64_t utc = setting.utc >= 0 ? setting.utc : kFirstValidUtc;
-    Step("settime " + TimeWord(utc) + " " + type);
+    Step("settime " + Words::TimeWord(utc) + " " + type);
     const bool atCall = !setting.accepted && ret == 0;
     if (atCall) {
         Step("expect result false");
@@ -278,10 +232,10 @@ void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
         m_option24.reset();
     }
     if (sync.system) {
-        Step("set clock " + TimeWord(*sync.system));
+        Step("set clock " + Words::TimeWord(*sync.system));
     }
     if (sync.rtc) {
-        Step("set rtc " + TimeWord(*sync.rtc));
+        Step("set rtc " + Words::TimeWord(*sync.rtc));
     }
     const bool clockFails = sync.decision == "platform clock unreadable";
     const bool rtcFails = sync.decision == "hardware clock unreadable";
@@ -343,7 +297,7 @@ void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at
 void ScenarioWriter::Table(const TableEvent& table, const At& at)
 {
     const std::string handle = table.handle.empty() ? "1/0" : table.handle;
-    From(at, "stream table " + TimeWord(table.utc) + (table.result ? "" : " refused"));
+    From(at, "stream table " + Words::TimeWord(table.utc) + (table.result ? "" : " refused"));
     if (!m_streamsUp) {
         Step("streams init");
         m_streamsUp = true;
@@ -357,7 +311,7 @@ void ScenarioWriter::Table(const TableEvent& table, const At& at)
         KeepClockMode();
     }
     if (table.systemBefore) {
-        Step("set clock " + TimeWord(*table.systemBefore));
+        Step("set clock " + Words::TimeWord(*table.systemBefore));
     }
     if (table.agentDenied != m_agentDenies) {
         Step(table.agentDenied ? "set updateagent deny" : "set updateagent allow");
@@ -374,13 +328,13 @@ void ScenarioWriter::Table(const TableEvent& table, const At& at)
     if (known != m_streamModes.end() || m_streamModes.size() < kHandlesKept) {
         m_streamModes[handle] = mode;
     }
-    Step("stream " + handle + " set " + TimeWord(table.utc) + " scan=" + (table.scan ? "1" : "0") +
-         " mode=" + std::to_string(table.mode));
+    Step("stream " + handle + " set " + Words::TimeWord(table.utc) +
+         " scan=" + (table.scan ? "1" : "0") + " mode=" + std::to_string(table.mode));
     if (table.resultKnown) {
         Step(std::string("expect result ") + (table.result ? "true" : "false"));
     }
     Step("idle");
-    m_stepsAtTable = m_steps;
+    m_stepsAtTable = m_out.Steps();
     m_tablesDriving += table.askedSet ? 1U : 0U;
 }
 
@@ -389,7 +343,7 @@ void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
     if (!utc) {
         return;  // told with the refused setting
     }
-    From(at, "network time " + TimeWord(*utc) +
+    From(at, "network time " + Words::TimeWord(*utc) +
                  " (replayed, the network path takes the host's real time)");
     KeepReason();
     KeepClockMode();

@@ -8,22 +8,17 @@
 // read; what is kept is the little state the next step depends on.
 #pragma once
 
-#include <cstdio>
 #include <map>
 #include <optional>
 #include <string>
 
 #include "Events.h"
+#include "ScenarioFile.h"
 
 namespace daksim::explain {
 
 class ScenarioWriter : public Listener {
 public:
-    ScenarioWriter() = default;
-    ~ScenarioWriter() override;
-    ScenarioWriter(const ScenarioWriter&) = delete;
-    ScenarioWriter& operator=(const ScenarioWriter&) = delete;
-
     bool Open(const std::string& path);
     // False when something could not be written.
     bool Close();
@@ -54,9 +49,7 @@ private:
     std::string RtcFault() const;
     void Expect(const SettingEvent& event);
 
-    FILE* m_file = nullptr;
-    bool m_failed = false;
-    size_t m_steps = 0;
+    ScenarioFile m_out;
     bool m_managerUp = false;
     bool m_streamsUp = false;
     std::optional<int64_t> m_reason;     // as the log shows it
@@ -71,7 +64,7 @@ private:
     int m_clockGetFailure = 0;
     bool m_rtcWriteFailed = false;
     bool m_agentDenies = false;
-    size_t m_stepsAtTable = 0;   // m_steps when the last table had been handed over
+    size_t m_stepsAtTable = 0;   // steps written when the last table was handed over
     size_t m_tablesDriving = 0;  // tables that asked for a setting not yet seen
     // Each stream clock's mode as the scenario set it (a log names few).
     std::map<std::string, int> m_streamModes;

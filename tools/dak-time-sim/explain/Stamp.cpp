@@ -118,7 +118,7 @@ std::optional<Stamp> Calendar(std::string_view text, size_t at)
     int64_t offset = 0;
     if (i < text.size() && text[i] == 'Z') {
         ++i;
-    } else if (i + 5 < text.size() + 0 && (text[i] == '+' || text[i] == '-')) {
+    } else if (i + 5 < text.size() && (text[i] == '+' || text[i] == '-')) {
         const auto hours = Digits(text, i + 1, 2);
         const size_t minutesAt = i + 3 < text.size() && text[i + 3] == ':' ? i + 4 : i + 3;
         const auto minutes = Digits(text, minutesAt, 2);
@@ -217,7 +217,7 @@ std::optional<Stamp> ReadStamp(std::string_view line)
     size_t at = 0;
     if (!line.empty() && line[0] == '<') {  // a syslog priority
         const size_t close = line.find('>');
-        if (close != std::string_view::npos && close <= 4) {
+        if (close <= 4) {  // npos is more
             at = close + 1;
         }
     }

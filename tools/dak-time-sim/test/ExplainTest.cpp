@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -217,19 +218,21 @@ TEST(ExplainRebuild, ASyncCorrectionAndTheSettingItAsks)
 {
     Collect collect;
     Rebuild rebuild(collect);
-    Feed(rebuild,
-         {"2024-03-05 07:01:00.000 p: SyncSystemTime UTC=1709622060,  Reason_micom, ret=1,  "
-          "AutoType_max, offset=0, dst=0",
-          "2024-03-05 07:01:00.001 p: [TCSystemTimeManager::t_IsPossibleUpdateTime]  "
-          "Reason_micom, result=1",
-          "2024-03-05 07:01:00.002 p: [TCSystemTimeManager::t_GetRTCTime] _time=1709622065 x",
-          "2024-03-05 07:01:00.003 p: [TCSystemTimeManager::t_SyncSystemTime] UTC=1709622060, "
-          "rtcTime=1709622065, sub=5",
-          "2024-03-05 07:01:00.004 p: [TCSystemTimeManager::t_SetSystemTime] UTC = 1709622065,  "
-          "SetType_sync",
-          "2024-03-05 07:01:00.005 p: [TCSystemTimeManager::GetSystemTime]  UTC = 1709622060",
-          "2024-03-05 07:01:00.006 p: [TCSystemTimeManager::t_SetSystemTime]  SetSystemClock  "
-          "UTC = 1709622065, SetType_sync, offset =0"});
+    const char* const log[] = {
+        "2024-03-05 07:01:00.000 p: SyncSystemTime UTC=1709622060,  Reason_micom, ret=1,  "
+        "AutoType_max, offset=0, dst=0",
+        "2024-03-05 07:01:00.001 p: [TCSystemTimeManager::t_IsPossibleUpdateTime]  "
+        "Reason_micom, result=1",
+        "2024-03-05 07:01:00.002 p: [TCSystemTimeManager::t_GetRTCTime] _time=1709622065 x",
+        "2024-03-05 07:01:00.003 p: [TCSystemTimeManager::t_SyncSystemTime] UTC=1709622060, "
+        "rtcTime=1709622065, sub=5",
+        "2024-03-05 07:01:00.004 p: [TCSystemTimeManager::t_SetSystemTime] UTC = 1709622065,  "
+        "SetType_sync",
+        "2024-03-05 07:01:00.005 p: [TCSystemTimeManager::GetSystemTime]  UTC = 1709622060",
+        "2024-03-05 07:01:00.006 p: [TCSystemTimeManager::t_SetSystemTime]  SetSystemClock  "
+        "UTC = 1709622065, SetType_sync, offset =0",
+    };
+    Feed(rebuild, std::vector<std::string>(std::begin(log), std::end(log)));
     ASSERT_EQ(collect.syncs.size(), 1U);
     EXPECT_EQ(collect.syncs[0].decision, "platform clock set from the hardware clock");
     ASSERT_EQ(collect.settings.size(), 1U);
@@ -263,34 +266,34 @@ TEST(ExplainFindings, JumpsRefusedTablesAndDrift)
     std::vector<std::string> lines;
     // Three tables out of range in a row.
     for (int i = 0; i < 3; ++i) {
-        lines.push_back("2024-03-05 06:00:0" + std::to_string(i) +
-                        ".000 p: [TCStreamClock::SetStreamClock] utc 900000000, isScan:0, "
-                        "clockMode:0");
-        lines.push_back("2024-03-05 06:00:0" + std::to_string(i) +
-                        ".000 p: TCStreamClockManager::SetStreamClock, Invalid UTC[900000000 "
-                        "<978307199  - 4102444800>]");
+        lines.emplace_back("2024-03-05 06:00:0" + std::to_string(i) +
+                           ".000 p: [TCStreamClock::SetStreamClock] utc 900000000, isScan:0, "
+                           "clockMode:0");
+        lines.emplace_back("2024-03-05 06:00:0" + std::to_string(i) +
+                           ".000 p: TCStreamClockManager::SetStreamClock, Invalid UTC[900000000 "
+                           "<978307199  - 4102444800>]");
     }
     // A setting an hour ahead of the clock.
-    lines.push_back(
+    lines.emplace_back(
         "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime] UTC = "
         "1709623800,  SetType_stream");
-    lines.push_back(
+    lines.emplace_back(
         "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::GetSystemTime]  UTC = "
         "1709620200");
-    lines.push_back(
+    lines.emplace_back(
         "2024-03-05 06:30:00.000 p: [TCSystemTimeManager::t_SetSystemTime]  "
         "SetSystemClock  UTC = 1709623800, SetType_stream, offset =0");
     // Two corrections of 5 s a day apart: the hardware clock loses 5 s a day.
     for (const char* day : {"05", "06"}) {
-        lines.push_back(std::string("2024-03-") + day +
-                        " 08:00:00.000 p: SyncSystemTime UTC=1, Reason_micom, ret=1, "
-                        "AutoType_max, offset=0, dst=0");
-        lines.push_back(std::string("2024-03-") + day +
-                        " 08:00:00.000 p: [TCSystemTimeManager::t_SyncSystemTime] "
-                        "UTC=1709700000, rtcTime=1709699995, sub=5");
-        lines.push_back(std::string("2024-03-") + day +
-                        " 08:00:00.000 p: [TCSystemTimeManager::t_OnEvent] try to set system "
-                        "time");
+        lines.emplace_back(std::string("2024-03-") + day +
+                           " 08:00:00.000 p: SyncSystemTime UTC=1, Reason_micom, ret=1, "
+                           "AutoType_max, offset=0, dst=0");
+        lines.emplace_back(std::string("2024-03-") + day +
+                           " 08:00:00.000 p: [TCSystemTimeManager::t_SyncSystemTime] "
+                           "UTC=1709700000, rtcTime=1709699995, sub=5");
+        lines.emplace_back(std::string("2024-03-") + day +
+                           " 08:00:00.000 p: [TCSystemTimeManager::t_OnEvent] try to set system "
+                           "time");
     }
     Feed(rebuild, lines);
     EXPECT_EQ(findings.CountOf(Kind::RefusedTables), 1U);
