@@ -132,6 +132,7 @@ struct Counts {
     uint64_t lines = 0;
     uint64_t library = 0;
     uint64_t cut = 0;
+    uint64_t damaged = 0;
 };
 
 // One log through the rebuilt state; false when it cannot be read.
@@ -155,6 +156,7 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
     }
     counts.lines = reader.LineNumber();
     counts.library = feed.Messages();
+    counts.damaged = feed.Damaged();
     feed.End(counts.lines);
     if (!reader.Error().empty()) {
         std::fprintf(stderr, "%s: read up to line %llu only: %s\n", path.c_str(),
@@ -235,10 +237,15 @@ int Run(const std::vector<std::string>& args)
             bad = true;
             continue;
         }
-        std::printf("-- %llu lines, %llu of them the library's messages, %llu cut short\n",
+        std::printf("-- %llu lines, %llu of them the library's messages, %llu cut short",
                     static_cast<unsigned long long>(counts.lines),
                     static_cast<unsigned long long>(counts.library),
                     static_cast<unsigned long long>(counts.cut));
+        if (counts.damaged > 0) {
+            std::printf(", %llu the library's but damaged past reading",
+                        static_cast<unsigned long long>(counts.damaged));
+        }
+        std::fputc('\n', stdout);
         if (counts.library == 0) {
             std::fprintf(stderr,
                          "%s: none of the library's messages in it: not a log of libdak-time\n",
@@ -247,7 +254,7 @@ int Run(const std::vector<std::string>& args)
             continue;
         }
         findings.Print(stdout);
-        summary.Add(log, findings, counts.library);
+        summary.Add(log == "-" ? "stdin" : log, findings, counts.library);
     }
     if (options.summary) {
         summary.Print(stdout);

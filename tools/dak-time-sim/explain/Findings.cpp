@@ -12,6 +12,7 @@ namespace {
 constexpr int64_t kFirstValidUtc = 978307200;  // 2001-01-01
 constexpr int64_t kReasonInit = 0;
 constexpr double kMsPerHour = 3600000.0;
+constexpr uint64_t kInitWorthTelling = 60000;  // a minute on Reason_init
 
 std::string Lines(const std::vector<uint64_t>& lines, uint64_t count)
 {
@@ -83,6 +84,7 @@ void Findings::Reset()
     m_sinceMs = 0;
     m_fileBaseMs = 0;
     m_reasonInitMs = 0;
+    m_initStretchMs = 0;
     m_autoClockMs.clear();
 }
 
@@ -92,6 +94,7 @@ void Findings::Spend(const At& at)
     const uint64_t spent = now > m_sinceMs ? now - m_sinceMs : 0;
     if (m_reason == kReasonInit) {
         m_reasonInitMs += spent;
+        m_initStretchMs += spent;
     }
     if (m_autoClock) {
         m_autoClockMs[*m_autoClock] += spent;
@@ -106,9 +109,20 @@ void Findings::BeginFile(const std::string& /*name*/, const At& /*at*/)
     m_refusedInRow = 0;
 }
 
+void Findings::EndInitStretch()
+{
+    if (m_initStretchMs >= kInitWorthTelling) {
+        Add(Kind::ReasonInit, m_initLine);
+    }
+    m_initStretchMs = 0;
+}
+
 void Findings::EndFile(const At& at)
 {
     Spend(at);
+    if (m_reason == kReasonInit) {
+        EndInitStretch();
+    }
     m_fileBaseMs += at.moment.elapsedMs;
     m_sinceMs = m_fileBaseMs;
 }
@@ -144,9 +158,6 @@ void Findings::Sync(const Decisions::Sync& sync, const At& at)
     if (sync.rtc && *sync.rtc < kFirstValidUtc) {
         Add(Kind::RtcBefore2001, at.line);
     }
-    if (sync.decision == "hardware clock unreadable") {
-        Add(Kind::RtcReadFailure, at.line);
-    }
     if (!sync.system || !sync.rtc || sync.decision == "in step" || *sync.rtc < kFirstValidUtc) {
         return;
     }
@@ -176,7 +187,10 @@ void Findings::Store(const std::string& key, int64_t value, const At& at)
     if (key == "reason") {
         Spend(at);
         if (value == kReasonInit && m_reason != kReasonInit) {
-            Add(Kind::ReasonInit, at.line);
+            m_initStretchMs = 0;
+            m_initLine = at.line;
+        } else if (value != kReasonInit && m_reason == kReasonInit) {
+            EndInitStretch();
         }
         m_reason = value;
     } else if (key == "autoclock") {
@@ -243,7 +257,9 @@ void Findings::Print(FILE* out) const
         any = true;
     }
     if (found(Kind::ReasonInit).count > 0) {
-        say(Kind::ReasonInit, Hours(m_reasonInitMs) + " on Reason_init");
+        say(Kind::ReasonInit, Hours(m_reasonInitMs) + " on Reason_init in all, " +
+                                  std::to_string(found(Kind::ReasonInit).count) +
+                                  " stretches of a minute or more");
         any = true;
     }
     if (m_corrections >= 2) {

@@ -65,6 +65,8 @@ private:
     void Add(Kind kind, uint64_t line) { m_found[static_cast<size_t>(kind)].Add(line); }
     // Time on the stored reason / auto clock type up to `at`.
     void Spend(const At& at);
+    // A stretch on Reason_init ends: a finding when it lasted.
+    void EndInitStretch();
 
     const int64_t m_jumpSeconds;
     std::array<Found, static_cast<size_t>(Kind::Count)> m_found;
@@ -84,6 +86,8 @@ private:
     uint64_t m_sinceMs = 0;
     uint64_t m_fileBaseMs = 0;  // the moments of earlier files of the same log
     uint64_t m_reasonInitMs = 0;
+    uint64_t m_initStretchMs = 0;
+    uint64_t m_initLine = 0;
     std::map<int64_t, uint64_t> m_autoClockMs;
 };
 

@@ -22,6 +22,7 @@ public:
     void End(uint64_t lines);
 
     uint64_t Messages() const { return m_messages; }
+    uint64_t Damaged() const { return m_recogniser.Damaged(); }
 
 private:
     Rebuild& m_rebuild;

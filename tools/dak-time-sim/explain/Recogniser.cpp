@@ -218,6 +218,8 @@ std::optional<Message> Recogniser::Read(std::string_view rest, bool printedOnly)
     auto message = Foreign(rest);
     if (message) {
         ++m_count;
+    } else if (Holds(rest, "TCSystemTimeManager") || Holds(rest, "TCStreamClock")) {
+        ++m_damaged;
     }
     return message;
 }

@@ -30,6 +30,10 @@ public:
     // the library's texts too).
     std::optional<Message> Read(std::string_view rest, bool printedOnly = false);
 
+    // Lines that name the library's classes but hold none of its messages
+    // whole (cut short, or broken by another thread's output).
+    uint64_t Damaged() const { return m_damaged; }
+
 private:
     std::optional<Message> Printed(std::string_view rest);
     std::optional<Message> Foreign(std::string_view rest);
@@ -38,6 +42,7 @@ private:
     std::string m_unpaired;  // the last twice-logged text whose copy is still due
     uint64_t m_unpairedAt = 0;
     uint64_t m_count = 0;  // messages recognised
+    uint64_t m_damaged = 0;
 };
 
 // The text with escape sequences ("ESC [ ... m") dropped.
