@@ -14,7 +14,8 @@
 #                   cannot tell.
 #   MODE=garbage    random bytes, an empty file, one enormous line: exit 2 with
 #                   a message that says no library message was found; an
-#                   enormous line before a message is counted as cut.
+#                   enormous line before a message is counted as cut; a
+#                   directory is refused by name.
 #
 # cmake -DSIM=dak-time-sim -DMODE=... [-DSCENARIO=file.scn] -DWORK=dir
 #       [-DEMULATOR="cmd args"] -P CheckExplain.cmake
@@ -178,6 +179,11 @@ elseif(MODE STREQUAL "garbage")
                           "${garbage_rc}:\n${garbage_out}")
     endif()
   endforeach()
+  Sim(directory "${WORK}/directory.explained" explain "${WORK}")
+  if(NOT directory_rc EQUAL 2 OR NOT directory_out MATCHES "is a directory, not a log")
+    message(FATAL_ERROR "a directory: expected exit 2 naming it, got ${directory_rc}:\n"
+                        "${directory_out}")
+  endif()
   file(WRITE "${WORK}/cut.log" "${enormous}\n2024-03-05 06:30:00.000 x: "
        "[TCSystemTimeManager::t_SyncSystemTime] UTC=1709620200, rtcTime=1709620200, sub=0\n")
   Sim(cut "${WORK}/cut.explained" explain "${WORK}/cut.log")

@@ -1,5 +1,6 @@
 #include "LineReader.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,6 +32,11 @@ bool LineReader::Open(const std::string& path, std::string& problem)
             close(fd);
         }
     } else {
+        struct stat info {};
+        if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+            problem = "is a directory, not a log";
+            return false;
+        }
         m_file = gzopen(path.c_str(), "rb");
     }
     if (m_file == nullptr) {

@@ -190,7 +190,7 @@ void DropColour(std::string_view text, std::string& out)
     }
 }
 
-std::optional<Message> Recogniser::Read(std::string_view rest, bool printedOnly)
+std::optional<Message> Recogniser::Read(std::string_view rest, bool simulator)
 {
     size_t at = 0;
     while (at < rest.size() && rest[at] == ' ') {
@@ -202,8 +202,18 @@ std::optional<Message> Recogniser::Read(std::string_view rest, bool printedOnly)
             return printed;
         }
     }
-    if (printedOnly) {
-        return std::nullopt;
+    if (simulator) {
+        // The simulator's own lines: a step echoed, a result, a sync firing,
+        // a signal. Any other line under its stamp may be a library line
+        // behind some other prefix.
+        static constexpr std::array<std::string_view, 6> kOwn = {"> ",  "ok ", "FAIL ",
+                                                                 "~~ ", "<< ", "-- "};
+        const std::string_view own = rest.substr(at);
+        for (const std::string_view marker : kOwn) {
+            if (own.substr(0, marker.size()) == marker) {
+                return std::nullopt;
+            }
+        }
     }
     bool any = false;
     for (const char* hub : kHubs) {

@@ -25,10 +25,10 @@ struct Message {
 class Recogniser {
 public:
     // The line without its time stamp. nullopt: not one of the library's.
-    // `printedOnly`: a line of the simulator's own output, where only the
-    // bracketed form is a library line (its step echoes and results quote
-    // the library's texts too).
-    std::optional<Message> Read(std::string_view rest, bool printedOnly = false);
+    // `simulator`: the line carries the simulator's stamp, so that its own
+    // lines (step echoes and results, which quote the library's texts too)
+    // are not taken for the library's.
+    std::optional<Message> Read(std::string_view rest, bool simulator = false);
 
     // Lines that name the library's classes but hold none of its messages
     // whole (cut short, or broken by another thread's output).

@@ -114,8 +114,14 @@ TEST(ExplainRecogniser, ReadsTheSimulatorsBracketsAndNothingElseOfItsOutput)
     EXPECT_EQ(printed->line.via, dakhost::Via::PrintF);
     EXPECT_EQ(printed->line.function, "t_SyncSystemTime");
     EXPECT_EQ(printed->line.text, "SyncSystemTime UTC=1, ret=1");
-    // A step that quotes a library text is not the library's line.
+    // A step or a result that quotes a library text is not the library's line.
     EXPECT_FALSE(recogniser.Read("  > expect log \"SyncSystemTime UTC=\"", true));
+    EXPECT_FALSE(recogniser.Read("  FAIL a.scn:3: expected a line \"SyncSystemTime UTC=\"", true));
+    // The simulator's stamp before another prefix.
+    const auto other =
+        recogniser.Read("  tv: [TCSystemTimeManager::t_SetSystemTime] UTC = 1,  SetType_net", true);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->line.function, "t_SetSystemTime");
 }
 
 class ExplainLineReader : public ::testing::Test {
