@@ -12,6 +12,9 @@
 #   MODE=lowlevel   the same run printed at --log-level 2: the settings explain
 #                   finds are the run's accepted ones, and it says what it
 #                   cannot tell.
+#   MODE=fleet      two sets' logs (the printed runs of SCENARIO and of
+#                   FLEET_OTHER) with --summary: a row each, the findings
+#                   counted in their columns, the sets that show each.
 #   MODE=garbage    random bytes, an empty file, one enormous line: exit 2 with
 #                   a message that says no library message was found; an
 #                   enormous line before a message is counted as cut; a
@@ -166,6 +169,31 @@ elseif(MODE STREQUAL "lowlevel")
     message(FATAL_ERROR "the scenario accepts no setting: nothing to check")
   endif()
   Compare("a log at level 2" "${run_decisions}" "${explained}" FALSE)
+elseif(MODE STREQUAL "fleet")
+  set(logs "")
+  foreach(scenario "${SCENARIO}" "${FLEET_OTHER}")
+    get_filename_component(name "${scenario}" NAME_WE)
+    Sim(run "${WORK}/${name}.set.log" "${scenario}")
+    list(APPEND logs "${WORK}/${name}.set.log")
+  endforeach()
+  Sim(fleet "${WORK}/fleet.explained" explain --quiet --summary ${logs})
+  if(NOT fleet_rc EQUAL 0)
+    message(FATAL_ERROR "explain --summary failed (${fleet_rc}):\n${fleet_out}")
+  endif()
+  # sync.scn reads a hardware clock of the year 2000 at two syncs, and a
+  # sync setting moves the clock back.
+  set(number " +([0-9]+)")
+  if(NOT fleet_out MATCHES "log +messages +jumps +backwards +refused-tables +rtc-unreadable +rtc-before-2001"
+     OR NOT fleet_out MATCHES "sync[.]set[.]log${number}${number}${number}${number}${number}${number}")
+    message(FATAL_ERROR "no fleet table with a row for sync.set.log:\n${fleet_out}")
+  endif()
+  if(NOT CMAKE_MATCH_3 EQUAL 1 OR NOT CMAKE_MATCH_6 EQUAL 2)
+    message(FATAL_ERROR "sync.set.log: expected 1 backwards and 2 readings before 2001, got "
+                        "${CMAKE_MATCH_3} and ${CMAKE_MATCH_6}:\n${fleet_out}")
+  endif()
+  if(NOT fleet_out MATCHES "sets with it")
+    message(FATAL_ERROR "no count of sets by finding:\n${fleet_out}")
+  endif()
 elseif(MODE STREQUAL "garbage")
   execute_process(COMMAND head -c 262144 /dev/urandom OUTPUT_FILE "${WORK}/random.log")
   file(WRITE "${WORK}/empty.log" "")
@@ -192,5 +220,5 @@ elseif(MODE STREQUAL "garbage")
                         "${cut_rc}:\n${cut_out}")
   endif()
 else()
-  message(FATAL_ERROR "MODE must be roundtrip, lowlevel or garbage")
+  message(FATAL_ERROR "MODE must be roundtrip, lowlevel, fleet or garbage")
 endif()

@@ -155,9 +155,6 @@ void Findings::Setting(const SettingEvent& event, const At& at)
 
 void Findings::Sync(const Decisions::Sync& sync, const At& at)
 {
-    if (sync.rtc && *sync.rtc < kFirstValidUtc) {
-        Add(Kind::RtcBefore2001, at.line);
-    }
     if (!sync.system || !sync.rtc || sync.decision == "in step" || *sync.rtc < kFirstValidUtc) {
         return;
     }
