@@ -318,5 +318,36 @@ TEST(ExplainFindings, JumpsRefusedTablesAndDrift)
     EXPECT_NE(printed.find("drifts -5.0 s a day"), std::string::npos) << printed;
 }
 
+TEST(ExplainFindings, BackwardsReasonInitAndTheSources)
+{
+    Findings findings(60);
+    Rebuild rebuild(findings);
+    const char* const log[] = {
+        // Start-up on Reason_init, two hours before the stream takes over.
+        "2024-03-05 06:00:00.000 p: InitSystemTime  UTC=1709618400, Reason_init, AutoType_max, "
+        "SetType_init,   isMasterPowerOn=1",
+        "2024-03-05 08:00:00.000 p: [TCSystemTimeManager::t_SetSystemTime] UTC = 1709625600,  "
+        "SetType_stream",
+        "2024-03-05 08:00:00.000 p: [TCSystemTimeManager::GetSystemTime]  UTC = 1709625610",
+        "2024-03-05 08:00:00.000 p: [TCSystemTimeManager::t_SetSystemTime]  SetSystemClock  "
+        "UTC = 1709625600, SetType_stream, offset =0",
+        "2024-03-05 09:00:00.000 p: [TCSystemTimeManager::GetSystemTime]  UTC = 1709629200",
+    };
+    Feed(rebuild, std::vector<std::string>(std::begin(log), std::end(log)));
+    EXPECT_EQ(findings.CountOf(Kind::ReasonInit), 1U);
+    EXPECT_EQ(findings.CountOf(Kind::Backwards), 1U);  // 10 s back
+    EXPECT_EQ(findings.CountOf(Kind::Jump), 0U);
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* out = open_memstream(&text, &size);
+    findings.Print(out);
+    std::fclose(out);
+    const std::string printed(text, size);
+    std::free(text);
+    EXPECT_NE(printed.find("2.00 h on Reason_init"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("AutoType_stream 1.00 h, AutoType_max 2.00 h"), std::string::npos)
+        << printed;
+}
+
 }  // namespace
 }  // namespace daksim::explain
