@@ -7,6 +7,8 @@
 
 namespace daksim {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
@@ -94,7 +96,7 @@ void Decisions::LineRead(const dakhost::LogLine& line)
     if (m_syncPending && (line.via == dakhost::Via::Print || line.via == dakhost::Via::Profiling)) {
         Sync sync = *m_syncPending;
         m_syncPending.reset();
-        const bool rtcNext = line.function == "t_SetRTCTime" ||
+        const bool rtcNext = line.function == "t_SetRTCTime"sv ||
                              Has(line.text, "t_SyncSystemTime[BEGIN] t_SetRTCTime");
         sync.decision = rtcNext ? "hardware clock set from the platform clock"
                                 : "platform clock set from the hardware clock";
@@ -122,7 +124,7 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
     const std::string& text = line.text;
     const std::string& function = line.function;
 
-    if (function == "SetSystemTime") {
+    if (function == "SetSystemTime"sv) {
         if (Has(text, "is over the range")) {
             Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "beyond 2100", onCallThread);
         } else if (Has(text, "is less than range")) {
@@ -133,7 +135,7 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
         } else if (Has(text, "isn't Created")) {
             Refused(Asked(onCallThread), std::nullopt, "manager not initialised", onCallThread);
         }
-    } else if (function == "SetSystemTimeByNetworkTime") {
+    } else if (function == "SetSystemTimeByNetworkTime"sv) {
         // Network time, whether a client or the task asks for it.
         if (Has(text, "current clock mode is Manual")) {
             Refused(kSetTypeNet, std::nullopt, "clock is manual", onCallThread);
@@ -142,15 +144,15 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
         } else if (Has(text, "isn't Created")) {
             Refused(kSetTypeNet, std::nullopt, "manager not initialised", onCallThread);
         }
-    } else if (function == "t_SetSystemTimeByNetworkTime" &&
+    } else if (function == "t_SetSystemTimeByNetworkTime"sv &&
                Has(text, "Failed to set network time")) {
         Refused(kSetTypeNet, std::nullopt, "no network time", onCallThread);
-    } else if (function == "t_GetInitSettingTypeByReason" ||
-               function == "t_GetSettingTypeByReason") {
+    } else if (function == "t_GetInitSettingTypeByReason"sv ||
+               function == "t_GetSettingTypeByReason"sv) {
         if (const auto type = ParseSetType(WordAfter(text, "result="))) {
             m_callType = type;
         }
-    } else if (function == "t_SetSystemTime") {
+    } else if (function == "t_SetSystemTime"sv) {
         if (Has(text, "t_SetSystemTime] UTC =")) {
             Setting setting;
             setting.utc = NumberAfter(text, "UTC =").value_or(-1);
@@ -170,7 +172,7 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
             m_onSetting(*m_applying);
             m_applying.reset();
         }
-    } else if (function == "t_SyncSystemTime") {
+    } else if (function == "t_SyncSystemTime"sv) {
         if (Has(text, "SyncSystemTime UTC=")) {
             m_inSync = true;
             m_taskType = kSetTypeSync;
@@ -196,10 +198,10 @@ void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
             }
             EndSync(sync);
         }
-    } else if (m_inSync && function == "t_IsPossibleUpdateTime" && Has(text, "result=0")) {
+    } else if (m_inSync && function == "t_IsPossibleUpdateTime"sv && Has(text, "result=0")) {
         EndSync({m_syncSystem, std::nullopt,
                  "not permitted under " + WordAfter(text, "t_IsPossibleUpdateTime]")});
-    } else if (m_inSync && function == "t_GetRTCTime" && Has(text, "fail")) {
+    } else if (m_inSync && function == "t_GetRTCTime"sv && Has(text, "fail")) {
         EndSync({m_syncSystem, std::nullopt, "hardware clock unreadable"});
     }
 }

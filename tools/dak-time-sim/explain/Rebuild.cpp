@@ -10,6 +10,8 @@
 
 namespace daksim::explain {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr int64_t kSetTypeStream = 1;
@@ -186,12 +188,12 @@ void Rebuild::Read(const dakhost::LogLine& line)
     const bool print = line.via == dakhost::Via::Print;
     // A table's lines end at the first that is neither the stream clock's
     // nor its reading of the system time.
-    if (line.function != "SetStreamClock" && line.function != "GetSystemTime") {
+    if (line.function != "SetStreamClock"sv && line.function != "GetSystemTime"sv) {
         FinishTable();
     }
     m_startupReader.Other(&line, Here());
     // The task stores the reason a setting leaves before it logs the setting.
-    if (print && line.function == "t_SetSystemTime" && Has(text, "t_SetSystemTime] UTC =")) {
+    if (print && line.function == "t_SetSystemTime"sv && Has(text, "t_SetSystemTime] UTC =")) {
         m_applyingSeen = true;
         m_clockBefore.reset();
         // The library prints every type outside its table as SetType_unknown,
@@ -224,7 +226,7 @@ void Rebuild::Read(const dakhost::LogLine& line)
         }
         m_decisions->LineRead(line);
     }
-    if (line.function == "SetStreamClock") {
+    if (line.function == "SetStreamClock"sv) {
         Stream(line);
     } else if (m_startupReader.Line(line, Here())) {
         if (const auto startup = m_startupReader.TakeRead()) {
@@ -247,7 +249,7 @@ void Rebuild::Manager(const dakhost::LogLine& line)
     const std::string& text = line.text;
     const std::string& function = line.function;
     const bool print = line.via == dakhost::Via::Print;
-    if (function == "GetSystemTime" && print) {
+    if (function == "GetSystemTime"sv && print) {
         if (Has(text, "failed")) {
             m_out.ClockRead(std::nullopt, static_cast<int>(NumberAfter(text, "ret=").value_or(0)),
                             Here());
@@ -258,7 +260,7 @@ void Rebuild::Manager(const dakhost::LogLine& line)
                 m_clockBefore = utc;
             }
         }
-    } else if (function == "t_SetSystemTime" && print && Has(text, "SetSystemClock") &&
+    } else if (function == "t_SetSystemTime"sv && print && Has(text, "SetSystemClock") &&
                !Has(text, "failed") && m_decidedLine != m_line) {
         // Only the level-1 line of the setting: told here, its reasons unknown.
         SettingEvent event;
@@ -274,15 +276,15 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         Accepted(event.setting.type);
         m_out.ClockSet(0, event.setting.utc, Here());
         m_out.Signal(++m_signals, event.setting.type, Here());
-    } else if (function == "t_SyncSystemTime" && print && Has(text, "SyncSystemTime UTC=")) {
+    } else if (function == "t_SyncSystemTime"sv && print && Has(text, "SyncSystemTime UTC=")) {
         if (const auto reason = ReasonWord(Field(text, 1))) {
             ReasonSeen(static_cast<int>(*reason));
         }
         if (const auto autoClock = AutoTypeWord(Field(text, 3))) {
             AutoClock(static_cast<int>(*autoClock));
         }
-    } else if ((function == "t_IsPossibleUpdateTime" ||
-                function == "t_GetInitSettingTypeByReason") &&
+    } else if ((function == "t_IsPossibleUpdateTime"sv ||
+                function == "t_GetInitSettingTypeByReason"sv) &&
                print) {
         const size_t close = text.find(']');
         const std::string_view after = close == std::string::npos
@@ -291,27 +293,27 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         if (const auto reason = ReasonWord(Field(after, 0))) {
             ReasonSeen(static_cast<int>(*reason));
         }
-    } else if (function == "SetSystemTimeByNetworkTime" && print) {
+    } else if (function == "SetSystemTimeByNetworkTime"sv && print) {
         if (const auto mode = NumberAfter(text, "manualClock =")) {
             m_out.Store("clockmode", *mode, Here());
         }
-    } else if (function == "t_SetSystemTimeByNetworkTime") {
+    } else if (function == "t_SetSystemTimeByNetworkTime"sv) {
         if (line.via == dakhost::Via::PrintF && Has(text, "Sucessfully set network time")) {
             m_networkTaken = true;
             m_out.Network(NumberAfter(text, "time ="), Here());
         } else if (print && Has(text, "Failed to set network time")) {
             m_out.Network(std::nullopt, Here());
         }
-    } else if (function == "t_SetNetworkTimeOffset" && print) {
+    } else if (function == "t_SetNetworkTimeOffset"sv && print) {
         m_out.Store("offset", NumberAfter(text, "networkTimeOffset").value_or(0), Here());
         m_out.Store("dst", NumberAfter(text, "dst:").value_or(0), Here());
-    } else if (function == "t_SetBroadcastTimeOffset" && print && Has(text, "ret:1")) {
+    } else if (function == "t_SetBroadcastTimeOffset"sv && print && Has(text, "ret:1")) {
         m_out.Store("offset", NumberAfter(text, "curTimeZoneOffset =").value_or(0), Here());
-    } else if (function == "t_SubscribeTimeModeCallback" && print) {
+    } else if (function == "t_SubscribeTimeModeCallback"sv && print) {
         m_out.Subscription("timemode", true, Here());
-    } else if (function == "t_SubscribePresentationTimeCallback" && print) {
+    } else if (function == "t_SubscribePresentationTimeCallback"sv && print) {
         m_out.Subscription("presentation", true, Here());
-    } else if (function == "~TCSystemTimeManager" && Has(text, "thread destroy")) {
+    } else if (function == "~TCSystemTimeManager"sv && Has(text, "thread destroy")) {
         m_out.ManagerExit(Here());
         m_startupReader.ManagerGone();
         AutoClock(kAutoMax);

@@ -173,6 +173,10 @@ constexpr std::array<const char*, 6> kVias = {"Print", "PrintF", "Profiling",
 
 void DropColour(std::string_view text, std::string& out)
 {
+    if (std::memchr(text.data(), '\x1b', text.size()) == nullptr) {
+        out.assign(text);  // most lines: nothing to drop
+        return;
+    }
     out.clear();
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
@@ -269,18 +273,56 @@ std::optional<Message> Recogniser::Printed(std::string_view rest)
     return message;
 }
 
+// The four bytes after the manager's class name (its method's first
+// letters), to tell most known messages apart with one comparison.
+uint32_t MethodKey(std::string_view text, size_t manager)
+{
+    uint32_t key = 0;
+    const size_t at = manager + kManager.size();
+    if (at + sizeof key <= text.size()) {
+        std::memcpy(&key, text.data() + at, sizeof key);
+    }
+    return key;
+}
+
+// Each known message's ManagerOffset, length and method key, worked out once.
+struct Shape {
+    int offset;
+    size_t length;
+    uint32_t key;
+};
+const std::array<Shape, kKnown.size()>& Shapes()
+{
+    static const std::array<Shape, kKnown.size()> shapes = [] {
+        std::array<Shape, kKnown.size()> made{};
+        for (size_t i = 0; i < kKnown.size(); ++i) {
+            const int offset = ManagerOffset(kKnown[i].start);
+            const std::string_view start(kKnown[i].start);
+            made[i] = {offset, start.size(),
+                       offset >= 0 ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
+        }
+        return made;
+    }();
+    return shapes;
+}
+
 std::optional<Message> Recogniser::Foreign(std::string_view rest)
 {
     DropColour(rest, m_clean);
     const std::string_view clean(m_clean);
     const size_t manager = Find(clean, kManager);
-    for (const Known& known : kKnown) {
-        const int offset = ManagerOffset(known.start);
+    const uint32_t key = manager == std::string_view::npos ? 0U : MethodKey(clean, manager);
+    const auto& shapes = Shapes();
+    for (size_t i = 0; i < kKnown.size(); ++i) {
+        const Known& known = kKnown[i];
+        const int offset = shapes[i].offset;
         size_t at = std::string_view::npos;
         if (offset >= 0) {
-            const size_t length = std::strlen(known.start);
-            if (manager == std::string_view::npos || manager < static_cast<size_t>(offset) ||
-                clean.compare(manager - static_cast<size_t>(offset), length, known.start) != 0) {
+            const size_t length = shapes[i].length;
+            if (manager == std::string_view::npos || shapes[i].key != key ||
+                manager < static_cast<size_t>(offset) ||
+                clean.compare(manager - static_cast<size_t>(offset), length, known.start, length) !=
+                    0) {
                 continue;
             }
             at = manager - static_cast<size_t>(offset);

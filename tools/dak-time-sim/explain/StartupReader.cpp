@@ -6,6 +6,8 @@
 
 namespace daksim::explain {
 
+using namespace std::string_view_literals;
+
 void StartupReader::Reset()
 {
     m_startup.reset();
@@ -29,7 +31,7 @@ void StartupReader::ManagerGone()
 
 void StartupReader::Other(const dakhost::LogLine* line, const At& at)
 {
-    const bool write = line != nullptr && line->function == "t_SetRTCTime";
+    const bool write = line != nullptr && line->function == "t_SetRTCTime"sv;
     if (m_rtcWrite && !write) {
         m_out.RtcWrite(true, m_rtcWrite, at);
         m_rtcWrite.reset();
@@ -41,14 +43,14 @@ bool StartupReader::Line(const dakhost::LogLine& line, const At& at)
     const std::string& text = line.text;
     const std::string& function = line.function;
     const bool print = line.via == dakhost::Via::Print;
-    if (function == "Init" && Has(text, "isMasterPowerOn:")) {
+    if (function == "Init"sv && Has(text, "isMasterPowerOn:")) {
         if (!m_startup || m_read) {
             m_startup = Startup{};
             m_read = false;
         }
         m_startup->mainPower = NumberAfter(text, "isMasterPowerOn:").value_or(0) != 0;
         m_startup->battery = NumberAfter(text, "ExistBackupBattery:").value_or(0) != 0;
-    } else if (function == "Init" && Has(text, "InitSystemTime  UTC=") && !m_read) {
+    } else if (function == "Init"sv && Has(text, "InitSystemTime  UTC=") && !m_read) {
         if (!m_startup) {
             m_startup = Startup{};
         }
@@ -64,7 +66,7 @@ bool StartupReader::Line(const dakhost::LogLine& line, const At& at)
         }
         m_read = true;
         m_justRead = startup;
-    } else if (function == "t_GetRTCTime" && print) {
+    } else if (function == "t_GetRTCTime"sv && print) {
         const bool starting = m_startup && !m_read;
         if (Has(text, "_time=")) {
             m_out.RtcRead(true, NumberAfter(text, "_time="), "", at);
@@ -84,7 +86,7 @@ bool StartupReader::Line(const dakhost::LogLine& line, const At& at)
                 m_startup->rtcFailed = true;
             }
         }
-    } else if (function == "t_SetRTCTime") {
+    } else if (function == "t_SetRTCTime"sv) {
         if (print && Has(text, "_time=")) {
             m_rtcWrite = NumberAfter(text, "_time=");
         } else if (print && Has(text, "fail")) {
@@ -92,7 +94,7 @@ bool StartupReader::Line(const dakhost::LogLine& line, const At& at)
             m_rtcWrite.reset();
         }
     } else {
-        return function == "Init" || function == "t_GetRTCTime";
+        return function == "Init"sv || function == "t_GetRTCTime"sv;
     }
     return true;
 }
