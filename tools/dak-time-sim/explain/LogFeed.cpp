@@ -46,6 +46,9 @@ void EchoedStep(std::string_view step, Rebuild& rebuild)
     } else if (words[0] == "stream" && words.size() >= 4 && words[2] == "set") {
         rebuild.CallStep(1, time(words[3]));
         rebuild.StreamStep(words[1]);
+    } else if (words[0] == "stream" && words.size() >= 3 && words[2] == "play") {
+        rebuild.CallStep(std::nullopt, -1);  // as a run's trace reads a replay
+        rebuild.StreamStep(words[1]);
     } else if (words[0] == "set" && words.size() >= 3 && words[1] == "reason") {
         rebuild.CallStep(std::nullopt, -1);
         if (const auto reason = ParseReason(words[2])) {
