@@ -10,7 +10,6 @@ using Words = ScenarioFile;
 
 namespace {
 
-constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
 constexpr int64_t kFirstValidUtc = 978307200;
 
 }  // namespace
@@ -35,29 +34,6 @@ void ScenarioWriter::From(const At& at, const std::string& what)
     m_out.From(at.line, what);
 }
 
-void ScenarioWriter::KeepReason()
-{
-    if (m_reason && m_reason != m_reasonSet) {
-        Step("set reason " + Words::ReasonWord(*m_reason));
-        m_reasonSet = m_reason;
-    }
-}
-
-void ScenarioWriter::KeepClockMode()
-{
-    if (m_clockModeSeen) {
-        ClockMode(*m_clockModeSeen);
-    }
-}
-
-void ScenarioWriter::ClockMode(int64_t mode)
-{
-    if (mode != m_clockMode) {
-        Step("set clockmode " + std::to_string(mode));
-        m_clockMode = mode;
-    }
-}
-
 std::string ScenarioWriter::RtcFault() const
 {
     if (m_rtcHow == "absent") {
@@ -80,11 +56,7 @@ void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
         Step("streams exit");
         m_streamsUp = false;
     }
-    m_streamModes.clear();
-    m_reason = 0;  // a fresh platform's
-    m_reasonSet = 0;
-    m_clockMode = 0;
-    m_clockModeSeen.reset();
+    m_platform.Fresh();
 }
 
 void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
@@ -100,8 +72,7 @@ void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
         // Main power on without a battery forgets the reason before this is
         // logged: the reason the log shows is the one that counts.
         Step("set reason " + Words::ReasonWord(*startup.reason));
-        m_reason = startup.reason;
-        m_reasonSet = startup.reason;
+        m_platform.ReasonHeld(*startup.reason);
     }
     if (startup.rtcFailed) {
         Step(RtcFault());
@@ -126,8 +97,7 @@ void ScenarioWriter::Expect(const SettingEvent& event)
     if (event.reasonsKnown) {
         Step("expect setting reason " + ReasonName(setting.reasonAfter));
         // The library wrote it in the replay too.
-        m_reasonSet = setting.reasonAfter;
-        m_reason = setting.reasonAfter;
+        m_platform.ReasonHeld(setting.reasonAfter);
     }
 }
 
@@ -165,7 +135,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
                                  : SetTypeName(setting.type);
     From(at, type + (setting.accepted ? " accepted" : " refused: " + setting.why));
     if (Has(setting.why, "clock is manual")) {
-        ClockMode(1);
+        m_platform.ClockMode(1);
     }
     if (setting.why == "clock is manual" || setting.why == "the stream is the automatic source" ||
         setting.why == "no network time") {
@@ -177,21 +147,21 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         return;
     }
     if (event.reasonsKnown) {
-        m_reason = setting.reasonBefore;
+        m_platform.ReasonSeen(setting.reasonBefore);
     }
-    KeepReason();
+    m_platform.KeepReason();
     if (setting.why == "manual time while the clock is automatic") {
-        ClockMode(0);
+        m_platform.ClockMode(0);
     } else if (setting.accepted &&
                dak::AppliedSettingType(static_cast<ETimeSettingType>(setting.type)) ==
                    SetType_manual &&
-               m_clockMode == 0 && m_reasonSet &&
-               !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_reasonSet),
+               m_platform.ClockModeNow() == 0 && m_platform.ReasonHeldNow() &&
+               !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_platform.ReasonHeldNow()),
                                        SetType_manual)) {
         // Taken although the stored reason forbids it: the clock was manual.
-        ClockMode(1);
+        m_platform.ClockMode(1);
     } else {
-        KeepClockMode();
+        m_platform.KeepClockMode();
     }
     const int ret = static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0));
     if (ret != 0) {
@@ -221,15 +191,11 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
 void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
 {
     From(at, "sync: " + sync.decision);
-    KeepReason();
-    KeepClockMode();
+    m_platform.KeepReason();
+    m_platform.KeepClockMode();
     const bool rtcFollows = sync.decision == "hardware clock set from the platform clock";
-    if (rtcFollows && m_option24 != kRtcFollowsSystemClock) {
-        Step("set option24 4");
-        m_option24 = kRtcFollowsSystemClock;
-    } else if (!rtcFollows && sync.rtc && sync.decision != "in step" && m_option24) {
-        Step("set option24 none");
-        m_option24.reset();
+    if (rtcFollows || (sync.rtc && sync.decision != "in step")) {
+        m_platform.RtcFollows(rtcFollows);
     }
     if (sync.system) {
         Step("set clock " + Words::TimeWord(*sync.system));
@@ -288,9 +254,9 @@ void ScenarioWriter::ClockRead(std::optional<int64_t> utc, int ret, const At& /*
 void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at*/)
 {
     if (key == "reason") {
-        m_reason = value;
+        m_platform.ReasonSeen(value);
     } else if (key == "clockmode") {
-        m_clockModeSeen = value;
+        m_platform.ClockModeSeen(value);
     }
 }
 
@@ -302,32 +268,21 @@ void ScenarioWriter::Table(const TableEvent& table, const At& at)
         Step("streams init");
         m_streamsUp = true;
     }
-    KeepReason();
+    m_platform.KeepReason();
     if (table.why == "the clock is manual") {
-        ClockMode(m_clockModeSeen.value_or(0) != 0 ? *m_clockModeSeen : 1);
+        const int64_t seen = m_platform.ClockModeSeenNow().value_or(0);
+        m_platform.ClockMode(seen != 0 ? seen : 1);
     } else if (table.askedSet) {
-        ClockMode(0);
+        m_platform.ClockMode(0);
     } else {
-        KeepClockMode();
+        m_platform.KeepClockMode();
     }
     if (table.systemBefore) {
         Step("set clock " + Words::TimeWord(*table.systemBefore));
     }
-    if (table.agentDenied != m_agentDenies) {
-        Step(table.agentDenied ? "set updateagent deny" : "set updateagent allow");
-        m_agentDenies = table.agentDenied;
-    }
+    m_platform.AgentDenies(table.agentDenied);
     // The stream clock's own mode: the table's, unless the log says otherwise.
-    constexpr size_t kHandlesKept = 256;
-    const int mode = table.clockMode.value_or(table.mode);
-    const auto known = m_streamModes.find(handle);
-    if ((known == m_streamModes.end() && mode != 0) ||
-        (known != m_streamModes.end() && known->second != mode)) {
-        Step("stream " + handle + " mode " + std::to_string(mode));
-    }
-    if (known != m_streamModes.end() || m_streamModes.size() < kHandlesKept) {
-        m_streamModes[handle] = mode;
-    }
+    m_platform.StreamMode(handle, table.clockMode.value_or(table.mode));
     Step("stream " + handle + " set " + Words::TimeWord(table.utc) +
          " scan=" + (table.scan ? "1" : "0") + " mode=" + std::to_string(table.mode));
     if (table.resultKnown) {
@@ -345,8 +300,8 @@ void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
     }
     From(at, "network time " + Words::TimeWord(*utc) +
                  " (replayed, the network path takes the host's real time)");
-    KeepReason();
-    KeepClockMode();
+    m_platform.KeepReason();
+    m_platform.KeepClockMode();
     Step("set networkset 1");
     Step("networktime");
     Step("idle");

@@ -8,12 +8,12 @@
 // read; what is kept is the little state the next step depends on.
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
 
 #include "Events.h"
 #include "ScenarioFile.h"
+#include "ScenarioPlatform.h"
 
 namespace daksim::explain {
 
@@ -39,12 +39,6 @@ public:
 private:
     void Step(const std::string& text);
     void From(const At& at, const std::string& what);
-    // The stored reason as the log last showed it, written when it differs
-    // from what the scenario last made sure of.
-    void KeepReason();
-    void ClockMode(int64_t mode);
-    // The clock mode as the log last showed it, written when it differs.
-    void KeepClockMode();
     // How the hardware clock read last: "set rtc ..." or "fail rtcread 1".
     std::string RtcFault() const;
     void Expect(const SettingEvent& event);
@@ -52,22 +46,15 @@ private:
     ScenarioFile m_out;
     bool m_managerUp = false;
     bool m_streamsUp = false;
-    std::optional<int64_t> m_reason;     // as the log shows it
-    std::optional<int64_t> m_reasonSet;  // as the scenario's platform holds it
-    int64_t m_clockMode = 0;             // as the scenario set it
-    std::optional<int64_t> m_clockModeSeen;
-    std::optional<int> m_option24;
+    ScenarioPlatform m_platform{m_out};
     // The last hardware-clock read: ok, its time, how it failed.
     bool m_rtcOk = true;
     std::optional<int64_t> m_rtcTime;
     std::string m_rtcHow;
     int m_clockGetFailure = 0;
     bool m_rtcWriteFailed = false;
-    bool m_agentDenies = false;
     size_t m_stepsAtTable = 0;   // steps written when the last table was handed over
     size_t m_tablesDriving = 0;  // tables that asked for a setting not yet seen
-    // Each stream clock's mode as the scenario set it (a log names few).
-    std::map<std::string, int> m_streamModes;
 };
 
 }  // namespace daksim::explain
