@@ -84,7 +84,9 @@ void Decisions::Line(const dakhost::LogLine& line)
         return;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
-    Read(line, std::this_thread::get_id() == m_callThread);
+    // A task's handler may run on the caller's thread (the fixed scheduling
+    // rule): what counts is whose turn it is.
+    Read(line, !dakhost::InTaskTurn());
 }
 
 void Decisions::LineRead(const dakhost::LogLine& line)

@@ -3,7 +3,7 @@
 // life of a set.
 //
 //   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg]
-//                [--perfetto FILE.json] [FILE...]
+//                [--perfetto FILE.json] [--seed N | --seeds A-B] [FILE...]
 //   dak-time-sim explain [OPTION...] LOG...   (explain/Explain.h)
 //   dak-time-sim --version | --help
 //
@@ -20,6 +20,7 @@
 #include <exception>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <variant>
@@ -37,6 +38,7 @@
 #include "PlayStep.h"
 #endif
 #include "Runner.h"
+#include "SeedSweep.h"
 #include "Timeline.h"
 #include "Trace.h"
 #include "Vocabulary.h"
@@ -51,7 +53,8 @@ void Usage(FILE* to)
 {
     std::fputs(
         "usage: dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl]\n"
-        "                    [--timeline FILE.svg] [--perfetto FILE.json] [FILE...]\n"
+        "                    [--timeline FILE.svg] [--perfetto FILE.json]\n"
+        "                    [--seed N | --seeds A-B] [FILE...]\n"
         "       dak-time-sim explain [--trace F] [--timeline F] [--perfetto F]\n"
         "                    [--scenario FILE.scn] [--summary] LOG...\n"
         "       dak-time-sim --version | --help\n"
@@ -67,6 +70,11 @@ void Usage(FILE* to)
         "  --perfetto FILE.json the trace in the Trace Event Format (Perfetto's UI)\n"
         "  explain LOG...       read a set's log back: its decisions, findings and a\n"
         "                       scenario that replays it (explain --help)\n"
+        "  --seed N             let a generator seeded by N choose which thread runs\n"
+        "                       at each point where one may block or post; without\n"
+        "                       it a fixed rule chooses and every run prints the same\n"
+        "  --seeds A-B          run each FILE under every seed from A to B and report\n"
+        "                       which seeds fail which expectations\n"
         "  --version            the program's and the loaded library's version\n"
         "Exit status: 0 every expectation held; 1 an expectation failed;\n"
         "  2 a file could not be read or parsed (nothing of it runs), or bad options.\n"
@@ -141,6 +149,8 @@ int Run(int argc, char** argv)
     std::string tracePath;
     std::string timelinePath;
     std::string perfettoPath;
+    std::string seedText;
+    std::string seedsText;
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args[0] == "explain") {
 #if DAK_SIM_EXPLAIN
@@ -154,7 +164,9 @@ int Run(int argc, char** argv)
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||
             OptionValue(args, i, "--timeline", timelinePath) ||
-            OptionValue(args, i, "--perfetto", perfettoPath)) {
+            OptionValue(args, i, "--perfetto", perfettoPath) ||
+            OptionValue(args, i, "--seeds", seedsText) ||
+            OptionValue(args, i, "--seed", seedText)) {
             continue;
         }
         if (arg == "--version") {
@@ -189,6 +201,25 @@ int Run(int argc, char** argv)
             return kExitBadInput;
         } else {
             paths.push_back(arg);
+        }
+    }
+
+    std::optional<daksim::SeedRange> seeds;
+    if (!seedText.empty() && !seedsText.empty()) {
+        std::fputs("dak-time-sim: --seed and --seeds exclude each other\n", stderr);
+        return kExitBadInput;
+    }
+    if (!seedText.empty() || !seedsText.empty()) {
+        const std::string& text = seedText.empty() ? seedsText : seedText;
+        seeds = daksim::ParseSeedRange(text);
+        if (!seeds || (!seedText.empty() && seeds->first != seeds->last)) {
+            std::fprintf(stderr, "dak-time-sim: bad seed '%s' (0 to 4294967295%s)\n", text.c_str(),
+                         seedText.empty() ? ", A-B with A <= B" : "");
+            return kExitBadInput;
+        }
+        if (!seedText.empty()) {
+            options.seed = seeds->first;
+            seeds.reset();
         }
     }
 
@@ -285,7 +316,11 @@ int Run(int argc, char** argv)
     }
 
     daksim::Tally total;
-    {
+    if (seeds) {
+        total = daksim::SweepSeeds(out, scripts, *seeds, options);
+        std::fprintf(out, "%d runs: %d held every expectation, %d failed\n",
+                     total.passed + total.failed, total.passed, total.failed);
+    } else {
         daksim::Runner runner(out, options);
         for (const daksim::Script& script : scripts) {
             const daksim::Tally tally = runner.Run(script);
@@ -293,7 +328,8 @@ int Run(int argc, char** argv)
             total.failed += tally.failed;
         }
         runner.Print(std::to_string(total.passed) + " passed, " + std::to_string(total.failed) +
-                     " failed");
+                     " failed" +
+                     (options.seed ? " (seed " + std::to_string(*options.seed) + ")" : ""));
     }
     std::fclose(out);
 
