@@ -104,12 +104,6 @@ void ScenarioWriter::Expect(const SettingEvent& event)
 void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
-    if (event.origin == Origin::Network) {
-        SettingEvent timeless = event;
-        timeless.setting.utc = -1;  // the host's real time, not the log's
-        Expect(timeless);
-        return;
-    }
     if (event.origin == Origin::Table) {
         // The log may show it applied after later steps (tables handed over
         // one after the other): the clock then shows the last one's time.
@@ -298,10 +292,11 @@ void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
     if (!utc) {
         return;  // told with the refused setting
     }
-    From(at, "network time " + Words::TimeWord(*utc) +
-                 " (replayed, the network path takes the host's real time)");
+    From(at, "network time " + Words::TimeWord(*utc));
     m_platform.KeepReason();
     m_platform.KeepClockMode();
+    // Network time reads the process clock: set to what the set read.
+    Step("set processclock " + Words::TimeWord(*utc));
     Step("set networkset 1");
     Step("networktime");
     Step("idle");
