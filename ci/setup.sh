@@ -9,7 +9,8 @@
 # Groups (default: host):
 #   host   compiler, CMake, Ninja, Boost headers, GoogleTest, Google Benchmark,
 #          xmllint and rsvg-convert (the simulator's timeline test), GNU time,
-#          pkg-config and libdvbpsi (the simulator's capture replay)
+#          pkg-config and libdvbpsi (the simulator's capture replay), zlib
+#          (dak-time-sim explain reads .gz logs)
 #   cross  32-bit x86 and armhf cross compilers, 32-bit x86 runtime, qemu-user
 #   vm     qemu-system-arm, cpio, and the armhf package lists that the VM test
 #          downloads its kernel and busybox from
@@ -34,7 +35,8 @@ want_deb_cross=0
 for group in "${groups[@]}"; do
     case "$group" in
         host) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
-                       libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev) ;;
+                       libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev
+                       zlib1g-dev) ;;
         cross) wanted+=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 g++-arm-linux-gnueabihf
                         qemu-user) ;;
         vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
@@ -46,7 +48,7 @@ for group in "${groups[@]}"; do
         deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man) ;;
         deb-cross) wanted+=(g++-arm-linux-gnueabihf); want_deb_cross=1; need_armhf_arch=1 ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
-                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
+                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
                       libclang-rt-14-dev doxygen help2man pkg-config dpkg-dev debhelper fakeroot

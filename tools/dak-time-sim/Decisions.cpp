@@ -1,58 +1,19 @@
 #include "Decisions.h"
 
-#include <cstdlib>
 #include <utility>
 
+#include "LogFields.h"
 #include "Vocabulary.h"
 
 namespace daksim {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
+constexpr int64_t kSetTypeNet = 2;
 constexpr int64_t kSetTypeSync = 5;
-
-bool Has(const std::string& text, const char* part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-// The decimal number after `key` in `text`.
-std::optional<int64_t> NumberAfter(const std::string& text, const char* key)
-{
-    const size_t at = text.find(key);
-    if (at == std::string::npos) {
-        return std::nullopt;
-    }
-    const char* start = text.c_str() + at + std::char_traits<char>::length(key);
-    while (*start == ' ') {
-        ++start;
-    }
-    char* end = nullptr;
-    const long long value = std::strtoll(start, &end, 10);
-    if (end == start) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// The word after `key` (up to a blank, a comma or an escape character).
-std::string WordAfter(const std::string& text, const char* key)
-{
-    size_t at = text.find(key);
-    if (at == std::string::npos) {
-        return {};
-    }
-    at += std::char_traits<char>::length(key);
-    while (at < text.size() && text[at] == ' ') {
-        ++at;
-    }
-    size_t end = at;
-    while (end < text.size() && text[end] != ' ' && text[end] != ',' && text[end] != '\x1b') {
-        ++end;
-    }
-    return text.substr(at, end - at);
-}
 
 }  // namespace
 
@@ -69,6 +30,13 @@ void Decisions::CallStep(std::optional<int64_t> type, int64_t utc)
     m_callUtc = utc;
 }
 
+void Decisions::CallUnknown()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_callType = kTypeUnknown;
+    m_callUtc = -1;
+}
+
 void Decisions::ReasonStored(int reason)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -82,15 +50,20 @@ void Decisions::Option24(std::optional<int> value)
     m_option24 = value;
 }
 
-void Decisions::Refused(bool onCallThread, std::optional<int64_t> utc, const std::string& why)
+std::optional<int64_t> Decisions::Asked(bool onCallThread) const
 {
-    const std::optional<int64_t> type = onCallThread ? m_callType : m_taskType;
+    return onCallThread ? m_callType : std::optional<int64_t>(m_taskType);
+}
+
+void Decisions::Refused(std::optional<int64_t> type, std::optional<int64_t> utc,
+                        const std::string& why, bool onCallThread)
+{
     if (!type) {
         return;
     }
     Setting setting;
     setting.type = *type;
-    setting.utc = utc.value_or(onCallThread ? m_callUtc : -1);
+    setting.utc = utc.value_or(onCallThread && *type == m_callType ? m_callUtc : -1);
     setting.accepted = false;
     setting.why = why;
     setting.reasonBefore = m_reason;
@@ -113,37 +86,75 @@ void Decisions::Line(const dakhost::LogLine& line)
     const std::lock_guard<std::mutex> lock(m_lock);
     // A task's handler may run on the caller's thread (the fixed scheduling
     // rule): what counts is whose turn it is.
-    const bool onCallThread = !dakhost::InTaskTurn();
+    Read(line, !dakhost::InTaskTurn());
+}
+
+void Decisions::LineRead(const dakhost::LogLine& line)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_fromLog = true;
+    // A refusal right after a sync's clocks is of the sync's own setting.
+    bool byTask = m_inSync;
+    if (m_syncPending && (line.via == dakhost::Via::Print || line.via == dakhost::Via::Profiling)) {
+        Sync sync = *m_syncPending;
+        m_syncPending.reset();
+        const bool rtcNext = line.function == "t_SetRTCTime"sv ||
+                             Has(line.text, "t_SyncSystemTime[BEGIN] t_SetRTCTime");
+        sync.decision = rtcNext ? "hardware clock set from the platform clock"
+                                : "platform clock set from the hardware clock";
+        EndSync(sync);
+        byTask = true;
+    }
+    if (line.via == dakhost::Via::Print) {
+        Read(line, !byTask);
+    }
+}
+
+void Decisions::EndOfLog()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_syncPending) {
+        Sync sync = *m_syncPending;
+        m_syncPending.reset();
+        sync.decision = "platform clock set from the hardware clock";
+        EndSync(sync);
+    }
+}
+
+void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
+{
     const std::string& text = line.text;
     const std::string& function = line.function;
 
-    if (function == "SetSystemTime") {
+    if (function == "SetSystemTime"sv) {
         if (Has(text, "is over the range")) {
-            Refused(onCallThread, NumberAfter(text, "UTC"), "beyond 2100");
+            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "beyond 2100", onCallThread);
         } else if (Has(text, "is less than range")) {
-            Refused(onCallThread, NumberAfter(text, "UTC"), "before 2001");
+            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "before 2001", onCallThread);
         } else if (Has(text, "not possible to set manual time")) {
-            Refused(onCallThread, std::nullopt, "manual time while the clock is automatic");
+            Refused(Asked(onCallThread), std::nullopt, "manual time while the clock is automatic",
+                    onCallThread);
         } else if (Has(text, "isn't Created")) {
-            Refused(onCallThread, std::nullopt, "manager not initialised");
+            Refused(Asked(onCallThread), std::nullopt, "manager not initialised", onCallThread);
         }
-    } else if (function == "SetSystemTimeByNetworkTime") {
+    } else if (function == "SetSystemTimeByNetworkTime"sv) {
+        // Network time, whether a client or the task asks for it.
         if (Has(text, "current clock mode is Manual")) {
-            Refused(onCallThread, std::nullopt, "clock is manual");
+            Refused(kSetTypeNet, std::nullopt, "clock is manual", onCallThread);
         } else if (Has(text, "StreamTime is already set")) {
-            Refused(onCallThread, std::nullopt, "the stream is the automatic source");
+            Refused(kSetTypeNet, std::nullopt, "the stream is the automatic source", onCallThread);
         } else if (Has(text, "isn't Created")) {
-            Refused(onCallThread, std::nullopt, "manager not initialised");
+            Refused(kSetTypeNet, std::nullopt, "manager not initialised", onCallThread);
         }
-    } else if (function == "t_SetSystemTimeByNetworkTime" &&
+    } else if (function == "t_SetSystemTimeByNetworkTime"sv &&
                Has(text, "Failed to set network time")) {
-        Refused(onCallThread, std::nullopt, "no network time");
-    } else if (function == "t_GetInitSettingTypeByReason" ||
-               function == "t_GetSettingTypeByReason") {
+        Refused(kSetTypeNet, std::nullopt, "no network time", onCallThread);
+    } else if (function == "t_GetInitSettingTypeByReason"sv ||
+               function == "t_GetSettingTypeByReason"sv) {
         if (const auto type = ParseSetType(WordAfter(text, "result="))) {
             m_callType = type;
         }
-    } else if (function == "t_SetSystemTime") {
+    } else if (function == "t_SetSystemTime"sv) {
         if (Has(text, "t_SetSystemTime] UTC =")) {
             Setting setting;
             setting.utc = NumberAfter(text, "UTC =").value_or(-1);
@@ -163,7 +174,7 @@ void Decisions::Line(const dakhost::LogLine& line)
             m_onSetting(*m_applying);
             m_applying.reset();
         }
-    } else if (function == "t_SyncSystemTime") {
+    } else if (function == "t_SyncSystemTime"sv) {
         if (Has(text, "SyncSystemTime UTC=")) {
             m_inSync = true;
             m_taskType = kSetTypeSync;
@@ -178,6 +189,10 @@ void Decisions::Line(const dakhost::LogLine& line)
             const int64_t magnitude = NumberAfter(text, "sub=").value_or(0);
             if (magnitude <= 1) {
                 sync.decision = "in step";
+            } else if (m_fromLog) {
+                m_syncPending = sync;
+                m_inSync = false;
+                return;
             } else if (m_option24 == kRtcFollowsSystemClock) {
                 sync.decision = "hardware clock set from the platform clock";
             } else {
@@ -185,10 +200,10 @@ void Decisions::Line(const dakhost::LogLine& line)
             }
             EndSync(sync);
         }
-    } else if (m_inSync && function == "t_IsPossibleUpdateTime" && Has(text, "result=0")) {
+    } else if (m_inSync && function == "t_IsPossibleUpdateTime"sv && Has(text, "result=0")) {
         EndSync({m_syncSystem, std::nullopt,
                  "not permitted under " + WordAfter(text, "t_IsPossibleUpdateTime]")});
-    } else if (m_inSync && function == "t_GetRTCTime" && Has(text, "fail")) {
+    } else if (m_inSync && function == "t_GetRTCTime"sv && Has(text, "fail")) {
         EndSync({m_syncSystem, std::nullopt, "hardware clock unreadable"});
     }
 }

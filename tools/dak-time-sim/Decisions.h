@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -16,9 +17,12 @@ namespace daksim {
 
 class Decisions {
 public:
+    // A setting's type that its log lines do not tell.
+    static constexpr int64_t kTypeUnknown = std::numeric_limits<int64_t>::min();
+
     struct Setting {
-        int64_t type = 0;
-        int64_t utc = 0;  // -1: not known
+        int64_t type = 0;  // kTypeUnknown: not known
+        int64_t utc = 0;   // -1: not known
         bool accepted = false;
         std::string why;  // why it was refused ("" when accepted)
         int reasonBefore = 0;
@@ -36,15 +40,28 @@ public:
     // Before a call step on the simulator's thread: the setting that step
     // would ask for (nullopt: it asks for none).
     void CallStep(std::optional<int64_t> type, int64_t utc);
+    // Reading a log back: what a client asks for from now on is not known.
+    void CallUnknown();
     // The stored reason as it is now (after a write by a step or by the library).
     void ReasonStored(int reason);
     // Factory option 24 as a step set it.
     void Option24(std::optional<int> value);
     // A log line, on the thread that logged it.
     void Line(const dakhost::LogLine& line);
+    // A log line read back from a log, where no thread is known: a refusal
+    // is the caller's unless a sync is under way, and a sync's decision
+    // waits for the line after its clocks (factory option 24 is not logged:
+    // the hardware clock written next says it was 4).
+    void LineRead(const dakhost::LogLine& line);
+    // The end of a log read back: a decision still waiting is given.
+    void EndOfLog();
 
 private:
-    void Refused(bool onCallThread, std::optional<int64_t> utc, const std::string& why);
+    void Read(const dakhost::LogLine& line, bool onCallThread);
+    // The type a refusal logged on the caller's or the task's side is of.
+    std::optional<int64_t> Asked(bool onCallThread) const;
+    void Refused(std::optional<int64_t> type, std::optional<int64_t> utc, const std::string& why,
+                 bool onCallThread);
     void EndSync(const Sync& sync);
 
     std::function<void(const Setting&)> m_onSetting;
@@ -61,6 +78,9 @@ private:
     std::optional<int64_t> m_syncSystem;
     // The setting the task is applying, from its first line to its last.
     std::optional<Setting> m_applying;
+    // Reading a log back: the sync whose decision the next line tells.
+    bool m_fromLog = false;
+    std::optional<Sync> m_syncPending;
 };
 
 }  // namespace daksim

@@ -1,6 +1,7 @@
 #include "Trace.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace daksim {
 
@@ -86,36 +87,46 @@ std::string JsonString(std::string_view text)
 }
 
 TraceRecord::TraceRecord(std::string_view event, const Moment& moment, std::string_view file)
+    : m_event(event), m_moment(moment), m_file(file)
 {
     m_text = "{\"event\":" + JsonString(event) + ",\"t\":" + std::to_string(moment.elapsedMs) +
              ",\"clock\":" + std::to_string(moment.clock) + ",\"file\":" + JsonString(file);
 }
 
-void TraceRecord::Key(std::string_view key)
+void TraceRecord::Add(std::string_view key, std::string value)
 {
     m_text += ',';
     m_text += JsonString(key);
     m_text += ':';
+    m_text += value;
+    m_fields.emplace_back(std::string(key), std::move(value));
+}
+
+std::string_view TraceRecord::Field(std::string_view key) const
+{
+    for (const auto& field : m_fields) {
+        if (field.first == key) {
+            return field.second;
+        }
+    }
+    return {};
 }
 
 TraceRecord& TraceRecord::Int(std::string_view key, int64_t value)
 {
-    Key(key);
-    m_text += std::to_string(value);
+    Add(key, std::to_string(value));
     return *this;
 }
 
 TraceRecord& TraceRecord::Text(std::string_view key, std::string_view value)
 {
-    Key(key);
-    m_text += JsonString(value);
+    Add(key, JsonString(value));
     return *this;
 }
 
 TraceRecord& TraceRecord::Bool(std::string_view key, bool value)
 {
-    Key(key);
-    m_text += value ? "true" : "false";
+    Add(key, value ? "true" : "false");
     return *this;
 }
 
@@ -134,6 +145,9 @@ bool TraceFile::Open(const std::string& path)
 
 void TraceFile::Write(const TraceRecord& record)
 {
+    if (m_also != nullptr) {
+        m_also->Write(record);
+    }
     if (m_file == nullptr) {
         return;
     }

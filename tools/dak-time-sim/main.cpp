@@ -3,7 +3,8 @@
 // life of a set.
 //
 //   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg]
-//                [--seed N | --seeds A-B] [FILE...]
+//                [--perfetto FILE.json] [--seed N | --seeds A-B] [FILE...]
+//   dak-time-sim explain [OPTION...] LOG...   (explain/Explain.h)
 //   dak-time-sim --version | --help
 //
 // Exit status: 0 when every expectation held, 1 when one failed, 2 when a
@@ -27,8 +28,12 @@
 
 #include "DakHostControl.h"
 #include "DefaultScenario.h"
+#if DAK_SIM_EXPLAIN
+#include "Explain.h"
+#endif
 #include "LibraryVersion.h"
 #include "Parser.h"
+#include "Perfetto.h"
 #if DAK_SIM_CAPTURE
 #include "PlayStep.h"
 #endif
@@ -48,7 +53,10 @@ void Usage(FILE* to)
 {
     std::fputs(
         "usage: dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl]\n"
-        "                    [--timeline FILE.svg] [--seed N | --seeds A-B] [FILE...]\n"
+        "                    [--timeline FILE.svg] [--perfetto FILE.json]\n"
+        "                    [--seed N | --seeds A-B] [FILE...]\n"
+        "       dak-time-sim explain [--trace F] [--timeline F] [--perfetto F]\n"
+        "                    [--scenario FILE.scn] [--summary] LOG...\n"
         "       dak-time-sim --version | --help\n"
         "  Runs each scenario FILE from a fresh platform and library state, in\n"
         "  virtual time; with no FILE, runs the built-in default scenario.\n"
@@ -59,6 +67,9 @@ void Usage(FILE* to)
         "  --trace FILE.jsonl   write one JSON object a line for everything that\n"
         "                       happened (steps, log lines, settings, syncs, ...)\n"
         "  --timeline FILE.svg  draw the run over virtual time as an SVG picture\n"
+        "  --perfetto FILE.json the trace in the Trace Event Format (Perfetto's UI)\n"
+        "  explain LOG...       read a set's log back: its decisions, findings and a\n"
+        "                       scenario that replays it (explain --help)\n"
         "  --seed N             let a generator seeded by N choose which thread runs\n"
         "                       at each point where one may block or post; without\n"
         "                       it a fixed rule chooses and every run prints the same\n"
@@ -137,13 +148,23 @@ int Run(int argc, char** argv)
     std::vector<std::string> paths;
     std::string tracePath;
     std::string timelinePath;
+    std::string perfettoPath;
     std::string seedText;
     std::string seedsText;
     const std::vector<std::string> args(argv + 1, argv + argc);
+    if (!args.empty() && args[0] == "explain") {
+#if DAK_SIM_EXPLAIN
+        return daksim::explain::Run(std::vector<std::string>(args.begin() + 1, args.end()));
+#else
+        std::fputs("dak-time-sim: explain is not in this build (no zlib)\n", stderr);
+        return kExitBadInput;
+#endif
+    }
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||
             OptionValue(args, i, "--timeline", timelinePath) ||
+            OptionValue(args, i, "--perfetto", perfettoPath) ||
             OptionValue(args, i, "--seeds", seedsText) ||
             OptionValue(args, i, "--seed", seedText)) {
             continue;
@@ -269,6 +290,17 @@ int Run(int argc, char** argv)
         }
         options.trace = &trace;
     }
+    // The Perfetto file takes the same records as the trace, beside it.
+    daksim::PerfettoFile perfetto;
+    if (!perfettoPath.empty()) {
+        if (!perfetto.Open(perfettoPath)) {
+            std::fprintf(stderr, "%s: cannot write the Perfetto trace: %s\n", perfettoPath.c_str(),
+                         std::strerror(errno));
+            return kExitBadInput;
+        }
+        trace.Also(&perfetto);
+        options.trace = &trace;
+    }
     // The picture is written at the end, but a path it cannot go to is
     // found before anything runs.
     daksim::Timeline timeline;
@@ -307,6 +339,11 @@ int Run(int argc, char** argv)
             std::fprintf(stderr, "%s: cannot write the timeline\n", timelinePath.c_str());
             return kExitBadInput;
         }
+    }
+
+    if (!perfettoPath.empty() && !perfetto.Close()) {
+        std::fprintf(stderr, "%s: cannot write the Perfetto trace\n", perfettoPath.c_str());
+        return kExitBadInput;
     }
 
     if (badInput) {

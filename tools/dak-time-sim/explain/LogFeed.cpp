@@ -1,0 +1,111 @@
+#include "LogFeed.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "Stamp.h"
+#include "TimeText.h"
+#include "Vocabulary.h"
+
+namespace daksim::explain {
+
+namespace {
+
+// The setting a step echoed by the simulator asks for ("> settime ...").
+void EchoedStep(std::string_view step, Rebuild& rebuild)
+{
+    std::vector<std::string> words;
+    size_t at = 0;
+    while (at < step.size() && words.size() < 5) {
+        while (at < step.size() && step[at] == ' ') {
+            ++at;
+        }
+        const size_t end = std::min(step.find(' ', at), step.size());
+        if (end > at) {
+            words.emplace_back(step.substr(at, end - at));
+        }
+        at = end;
+    }
+    auto time = [](const std::string& word) -> int64_t {
+        if (const auto utc = UtcFromIso(word)) {
+            return *utc;
+        }
+        return ParseInteger(word).value_or(-1);
+    };
+    if (words.empty()) {
+        return;
+    }
+    if (words[0] == "settime" && words.size() >= 3) {
+        rebuild.CallStep(ParseSetType(words[2]), time(words[1]));
+    } else if (words[0] == "networktime") {
+        rebuild.CallStep(2, -1);
+    } else if (words[0] == "init") {
+        rebuild.CallStep(6, -1);
+    } else if (words[0] == "stream" && words.size() >= 4 && words[2] == "set") {
+        rebuild.CallStep(1, time(words[3]));
+        rebuild.StreamStep(words[1]);
+    } else if (words[0] == "stream" && words.size() >= 3 && words[2] == "play") {
+        rebuild.CallStep(std::nullopt, -1);  // as a run's trace reads a replay
+        rebuild.StreamStep(words[1]);
+    } else if (words[0] == "set" && words.size() >= 3 && words[1] == "reason") {
+        rebuild.CallStep(std::nullopt, -1);
+        if (const auto reason = ParseReason(words[2])) {
+            rebuild.ReasonStep(static_cast<int>(*reason));
+        }
+    } else {
+        rebuild.CallStep(std::nullopt, -1);
+    }
+}
+
+}  // namespace
+
+LogFeed::LogFeed(Rebuild& rebuild, std::string name) : m_rebuild(rebuild), m_name(std::move(name))
+{
+}
+
+void LogFeed::Line(uint64_t number, std::string_view line)
+{
+    if (line.rfind("=== ", 0) == 0) {  // the simulator starts a file
+        if (m_open) {
+            m_rebuild.EndFile(number - 1);
+        }
+        m_rebuild.BeginFile(std::string(line.substr(4)), number, true);
+        m_open = true;
+        return;
+    }
+    const std::optional<Stamp> stamp = ReadStamp(line);
+    const std::string_view rest = stamp ? line.substr(stamp->length) : line;
+    const bool simulator = stamp && stamp->kind == Stamp::Kind::Simulator;
+    const std::optional<Message> message = m_recogniser.Read(rest, simulator);
+    if (message) {
+        ++m_messages;
+        if (!m_open) {
+            m_rebuild.BeginFile(m_name, number, false);
+            m_open = true;
+        }
+        m_rebuild.Line(number, stamp, &*message);
+        return;
+    }
+    if (!m_open || !stamp) {
+        return;
+    }
+    m_rebuild.Line(number, stamp, nullptr);
+    if (simulator) {
+        const size_t step = rest.find_first_not_of(' ');
+        if (step != std::string_view::npos && rest.compare(step, 2, "> ") == 0) {
+            EchoedStep(rest.substr(step + 2), m_rebuild);
+        }
+    }
+}
+
+void LogFeed::End(uint64_t lines)
+{
+    if (m_open) {
+        m_rebuild.EndFile(lines);
+        m_open = false;
+    }
+}
+
+}  // namespace daksim::explain

@@ -1,0 +1,75 @@
+// The set's state rebuilt from the library's messages, in the order the log
+// holds them: start-up, each setting and sync (read by the same decisions
+// reader a scenario run uses), the hardware clock, network time, stream
+// tables, signals 108, the stored reason, the auto clock type and the
+// subscriptions. Each thing found is told to the listener as it is found;
+// nothing is kept but the current state.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Decisions.h"
+#include "Events.h"
+#include "Moments.h"
+#include "Recogniser.h"
+#include "Stamp.h"
+#include "StartupReader.h"
+#include "TableReader.h"
+
+namespace daksim::explain {
+
+class Rebuild {
+public:
+    explicit Rebuild(Listener& out);
+
+    // `fresh`: the file starts from a fresh platform (a simulator's file),
+    // whose stored reason is Reason_init.
+    void BeginFile(const std::string& name, uint64_t line, bool fresh);
+    // Every line of the log, the library's (`message`) or not: the stamps of
+    // the others keep the moments going too.
+    void Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message);
+    // The simulator echoed a step that calls the manager: the setting it asks for.
+    void CallStep(std::optional<int64_t> type, int64_t utc);
+    // The simulator echoed a step that hands a table to stream clock `handle`.
+    void StreamStep(const std::string& handle);
+    // The simulator echoed a step that wrote the stored reason.
+    void ReasonStep(int reason);
+    void EndFile(uint64_t line);
+
+private:
+    void Read(const dakhost::LogLine& line);
+    void Manager(const dakhost::LogLine& line);
+    void Stream(const dakhost::LogLine& line);
+    void ReasonSeen(int reason);
+    void AutoClock(int value);
+    void FinishTable();
+    void FromDecisions(const Decisions::Setting& setting);
+    void Accepted(int64_t type);
+    At Here() const { return {m_line, m_moments.Now()}; }
+
+    Listener& m_out;
+    std::unique_ptr<Decisions> m_decisions;
+    uint64_t m_decidedLine = 0;  // the line of the decisions reader's last setting
+    uint64_t m_line = 0;
+    Moments m_moments;
+
+    std::optional<int> m_reason;
+    std::optional<int> m_autoClock;
+    int m_signals = 0;
+    int m_maxLevel = 0;
+    bool m_echoes = false;  // the simulator's step echoes say what each call asks for
+    StartupReader m_startupReader;
+    // The setting the task is applying (its first line seen).
+    bool m_applyingSeen = false;
+    std::optional<int64_t> m_clockBefore;
+    bool m_networkTaken = false;
+    bool m_syncSetting = false;  // a sync just asked to set the platform clock
+    bool m_initReplay = false;   // start-up just asked to replay the hardware clock
+    TableReader m_tables;
+    bool m_tableDrove = false;  // the last table asked the manager
+};
+
+}  // namespace daksim::explain

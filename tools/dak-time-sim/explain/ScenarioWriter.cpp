@@ -1,0 +1,312 @@
+#include "ScenarioWriter.h"
+
+#include "LogFields.h"
+#include "SystemTimeManager/TimeRules.h"
+#include "Vocabulary.h"
+
+namespace daksim::explain {
+
+using Words = ScenarioFile;
+
+namespace {
+
+constexpr int64_t kFirstValidUtc = 978307200;
+
+}  // namespace
+
+bool ScenarioWriter::Open(const std::string& path)
+{
+    return m_out.Open(path);
+}
+
+bool ScenarioWriter::Close()
+{
+    return m_out.Close();
+}
+
+void ScenarioWriter::Step(const std::string& text)
+{
+    m_out.Step(text);
+}
+
+void ScenarioWriter::From(const At& at, const std::string& what)
+{
+    m_out.From(at.line, what);
+}
+
+std::string ScenarioWriter::RtcFault() const
+{
+    if (m_rtcHow == "absent") {
+        return "set rtc absent";
+    }
+    if (m_rtcHow.rfind("raw ", 0) == 0) {
+        return "set rtc " + m_rtcHow;
+    }
+    return "fail rtcread 1";
+}
+
+void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
+{
+    m_out.Heading(name);
+    if (m_managerUp) {
+        Step("manager exit");
+        m_managerUp = false;
+    }
+    if (m_streamsUp) {
+        Step("streams exit");
+        m_streamsUp = false;
+    }
+    m_platform.Fresh();
+}
+
+void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
+{
+    From(at, "start-up");
+    if (m_managerUp) {
+        Step("manager exit");
+    }
+    if (startup.mainPower) {
+        Step(std::string("set power ") + (*startup.mainPower ? "on" : "off"));
+    }
+    if (startup.reason) {
+        // Main power on without a battery forgets the reason before this is
+        // logged: the reason the log shows is the one that counts.
+        Step("set reason " + Words::ReasonWord(*startup.reason));
+        m_platform.ReasonHeld(*startup.reason);
+    }
+    if (startup.rtcFailed) {
+        Step(RtcFault());
+    } else if (startup.rtc) {
+        Step("fail rtcread 0");
+        Step("set rtc " + Words::TimeWord(*startup.rtc));
+    }
+    Step("init");
+    Step("idle");
+    if (startup.rtcFailed && RtcFault() == "fail rtcread 1") {
+        Step("fail rtcread 0");
+    }
+    m_managerUp = true;
+}
+
+void ScenarioWriter::Expect(const SettingEvent& event)
+{
+    const Decisions::Setting& setting = event.setting;
+    if (setting.accepted && setting.utc >= 0) {
+        Step("expect clock " + Words::TimeWord(setting.utc));
+    }
+    if (event.reasonsKnown) {
+        Step("expect setting reason " + ReasonName(setting.reasonAfter));
+        // The library wrote it in the replay too.
+        m_platform.ReasonHeld(setting.reasonAfter);
+    }
+}
+
+void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
+{
+    const Decisions::Setting& setting = event.setting;
+    if (event.origin == Origin::Table) {
+        // The log may show it applied after later steps (tables handed over
+        // one after the other): the clock then shows the last one's time.
+        SettingEvent checked = event;
+        if (m_out.Steps() != m_stepsAtTable || m_tablesDriving != 1) {
+            checked.setting.utc = -1;
+        }
+        m_tablesDriving = m_tablesDriving > 0 ? m_tablesDriving - 1 : 0;
+        Expect(checked);
+        return;
+    }
+    if (event.origin != Origin::Call) {
+        Expect(event);
+        return;
+    }
+    if (setting.type < 0) {
+        From(at, "a setting of a type the log does not show: not re-created");
+        return;
+    }
+    // A type outside the table prints as SetType_unknown: written as its number.
+    const std::string type = SetTypeName(setting.type) == "SetType_unknown"
+                                 ? std::to_string(setting.type)
+                                 : SetTypeName(setting.type);
+    From(at, type + (setting.accepted ? " accepted" : " refused: " + setting.why));
+    if (Has(setting.why, "clock is manual")) {
+        m_platform.ClockMode(1);
+    }
+    if (setting.why == "clock is manual" || setting.why == "the stream is the automatic source" ||
+        setting.why == "no network time") {
+        if (setting.why == "no network time") {
+            Step("set networkset 0");
+        }
+        Step("networktime");
+        Step("idle");
+        return;
+    }
+    if (event.reasonsKnown) {
+        m_platform.ReasonSeen(setting.reasonBefore);
+    }
+    m_platform.KeepReason();
+    if (setting.why == "manual time while the clock is automatic") {
+        m_platform.ClockMode(0);
+    } else if (setting.accepted &&
+               dak::AppliedSettingType(static_cast<ETimeSettingType>(setting.type)) ==
+                   SetType_manual &&
+               m_platform.ClockModeNow() == 0 && m_platform.ReasonHeldNow() &&
+               !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_platform.ReasonHeldNow()),
+                                       SetType_manual)) {
+        // Taken although the stored reason forbids it: the clock was manual.
+        m_platform.ClockMode(1);
+    } else {
+        m_platform.KeepClockMode();
+    }
+    const int ret = static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0));
+    if (ret != 0) {
+        Step("fail clockset " + std::to_string(ret));
+    }
+    if (m_rtcWriteFailed) {
+        Step("fail rtcwrite 1");
+    }
+    // A refusal that does not say the time was asked for the clock's own.
+    const int64_t utc = setting.utc >= 0 ? setting.utc : kFirstValidUtc;
+    Step("settime " + Words::TimeWord(utc) + " " + type);
+    const bool atCall = !setting.accepted && ret == 0;
+    if (atCall) {
+        Step("expect result false");
+    }
+    Step("idle");
+    if (ret != 0) {
+        Step("fail clockset 0");
+    }
+    if (m_rtcWriteFailed) {
+        Step("fail rtcwrite 0");
+        m_rtcWriteFailed = false;
+    }
+    Expect(event);
+}
+
+void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
+{
+    From(at, "sync: " + sync.decision);
+    m_platform.KeepReason();
+    m_platform.KeepClockMode();
+    const bool rtcFollows = sync.decision == "hardware clock set from the platform clock";
+    if (rtcFollows || (sync.rtc && sync.decision != "in step")) {
+        m_platform.RtcFollows(rtcFollows);
+    }
+    if (sync.system) {
+        Step("set clock " + Words::TimeWord(*sync.system));
+    }
+    if (sync.rtc) {
+        Step("set rtc " + Words::TimeWord(*sync.rtc));
+    }
+    const bool clockFails = sync.decision == "platform clock unreadable";
+    const bool rtcFails = sync.decision == "hardware clock unreadable";
+    if (clockFails) {
+        Step("fail clockget " + std::to_string(m_clockGetFailure != 0 ? m_clockGetFailure : 1));
+    }
+    if (rtcFails) {
+        Step(RtcFault());
+    }
+    Step("mark");
+    Step("sync");
+    if (clockFails) {
+        Step("fail clockget 0");
+        Step("expect nolog \"rtcTime=\"");
+    }
+    if (rtcFails) {
+        if (RtcFault() == "fail rtcread 1") {
+            Step("fail rtcread 0");
+        }
+        Step("expect nolog \"rtcTime=\"");
+    }
+    if (sync.system && sync.rtc) {
+        const int64_t difference = *sync.system - *sync.rtc;
+        Step("expect log \"UTC=" + std::to_string(*sync.system) +
+             ", rtcTime=" + std::to_string(*sync.rtc) +
+             ", sub=" + std::to_string(difference < 0 ? -difference : difference) + "\"");
+    }
+}
+
+void ScenarioWriter::RtcRead(bool ok, std::optional<int64_t> utc, const std::string& how,
+                             const At& /*at*/)
+{
+    m_rtcOk = ok && utc.has_value();
+    m_rtcTime = utc;
+    m_rtcHow = how;
+}
+
+void ScenarioWriter::RtcWrite(bool ok, std::optional<int64_t> /*utc*/, const At& /*at*/)
+{
+    if (!ok) {
+        m_rtcWriteFailed = true;
+    }
+}
+
+void ScenarioWriter::ClockRead(std::optional<int64_t> utc, int ret, const At& /*at*/)
+{
+    m_clockGetFailure = utc ? 0 : ret;
+}
+
+void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at*/)
+{
+    if (key == "reason") {
+        m_platform.ReasonSeen(value);
+    } else if (key == "clockmode") {
+        m_platform.ClockModeSeen(value);
+    }
+}
+
+void ScenarioWriter::Table(const TableEvent& table, const At& at)
+{
+    const std::string handle = table.handle.empty() ? "1/0" : table.handle;
+    From(at, "stream table " + Words::TimeWord(table.utc) + (table.result ? "" : " refused"));
+    if (!m_streamsUp) {
+        Step("streams init");
+        m_streamsUp = true;
+    }
+    m_platform.KeepReason();
+    if (table.why == "the clock is manual") {
+        const int64_t seen = m_platform.ClockModeSeenNow().value_or(0);
+        m_platform.ClockMode(seen != 0 ? seen : 1);
+    } else if (table.askedSet) {
+        m_platform.ClockMode(0);
+    } else {
+        m_platform.KeepClockMode();
+    }
+    if (table.systemBefore) {
+        Step("set clock " + Words::TimeWord(*table.systemBefore));
+    }
+    m_platform.AgentDenies(table.agentDenied);
+    // The stream clock's own mode: the table's, unless the log says otherwise.
+    m_platform.StreamMode(handle, table.clockMode.value_or(table.mode));
+    Step("stream " + handle + " set " + Words::TimeWord(table.utc) +
+         " scan=" + (table.scan ? "1" : "0") + " mode=" + std::to_string(table.mode));
+    if (table.resultKnown) {
+        Step(std::string("expect result ") + (table.result ? "true" : "false"));
+    }
+    Step("idle");
+    m_stepsAtTable = m_out.Steps();
+    m_tablesDriving += table.askedSet ? 1U : 0U;
+}
+
+void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
+{
+    if (!utc) {
+        return;  // told with the refused setting
+    }
+    From(at, "network time " + Words::TimeWord(*utc));
+    m_platform.KeepReason();
+    m_platform.KeepClockMode();
+    // Network time reads the process clock: set to what the set read.
+    Step("set processclock " + Words::TimeWord(*utc));
+    Step("set networkset 1");
+    Step("networktime");
+    Step("idle");
+}
+
+void ScenarioWriter::ManagerExit(const At& at)
+{
+    From(at, "the manager is deleted");
+    Step("manager exit");
+    m_managerUp = false;
+}
+
+}  // namespace daksim::explain
