@@ -197,6 +197,27 @@ bool Boolean(const Word& word, const char* what)
     return *value;
 }
 
+// The time zone of the time on the wire: "+9", "-3", "+5:30" or "0", in
+// minutes east of UTC, at most 14 hours either way.
+int32_t WireOffset(const std::string& text)
+{
+    const size_t colon = text.find(':');
+    const auto hours = ParseInteger(text.substr(0, colon));
+    const bool negative = !text.empty() && text[0] == '-';
+    std::optional<int64_t> minutes = int64_t{0};
+    if (colon != std::string::npos) {
+        const std::string after = text.substr(colon + 1);
+        minutes = after.size() == 2 && std::isdigit(static_cast<unsigned char>(after[0])) != 0
+                      ? ParseInteger(after)
+                      : std::nullopt;
+    }
+    if (!hours || !minutes || *hours < -14 || *hours > 14 || *minutes > 59) {
+        throw LineError{"bad wire offset " + Quote(text) + " (want +9, -3 or +5:30)"};
+    }
+    const int64_t total = (negative ? -1 : 1) * ((negative ? -*hours : *hours) * 60 + *minutes);
+    return static_cast<int32_t>(total);
+}
+
 int64_t SetType(const Word& word)
 {
     const auto value = ParseSetType(word.text);
@@ -539,9 +560,18 @@ void ParseStream(LineReader& reader, Step& step)
     } else if (name == "play") {
         step.kind = StepKind::StreamPlay;
         step.text = reader.Next("capture file").text;
-        for (const auto& [key, value] : reader.Options({"scan", "mode", "country", "jst"})) {
+        for (const auto& [key, value] :
+             reader.Options({"scan", "mode", "country", "jst", "wire", "region"})) {
             const Word word{value, false};
-            if (key == "scan") {
+            if (key == "wire") {
+                step.wireMinutes = WireOffset(value);
+            } else if (key == "region") {
+                const int64_t region = Int32(word, "region");
+                if (region < 0 || region > 63) {
+                    throw LineError{"bad region " + Quote(value) + " (want 0 to 63)"};
+                }
+                step.region = static_cast<int32_t>(region);
+            } else if (key == "scan") {
                 step.scan = Boolean(word, "scan");
             } else if (key == "mode") {
                 step.mode = Int32(word, "mode");

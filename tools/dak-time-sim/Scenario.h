@@ -127,7 +127,9 @@ struct Step {
     int64_t local = 0;          // dvboffset LOCAL
     std::optional<bool> isSet;  // set=B of a stream reading
     std::string country;        // play country=CCC (empty: the first entry)
-    bool jst = false;           // play jst=B
+    bool jst = false;           // play jst=B (wire=+9)
+    std::optional<int32_t> wireMinutes;  // play wire=OFFSET, minutes east of UTC
+    std::optional<int32_t> region;       // play region=N
 
     int64_t settingType = 0;        // settime TYPE, expect signal type=T
     std::optional<int64_t> option;  // option24 N (nullopt: none)
