@@ -4,6 +4,7 @@
 //
 //   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg] [FILE...]
 //   dak-time-sim --version | --help
+//   dak-time-sim tables [--json] CAPTURE.ts
 //
 // Exit status: 0 when every expectation held, 1 when one failed, 2 when a
 // file could not be read or parsed (nothing of that file is run).
@@ -29,6 +30,7 @@
 #include "Parser.h"
 #if DAK_SIM_CAPTURE
 #include "PlayStep.h"
+#include "TablesCommand.h"
 #endif
 #include "Runner.h"
 #include "Timeline.h"
@@ -47,6 +49,7 @@ void Usage(FILE* to)
         "usage: dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl]\n"
         "                    [--timeline FILE.svg] [FILE...]\n"
         "       dak-time-sim --version | --help\n"
+        "       dak-time-sim tables [--json] CAPTURE.ts\n"
         "  Runs each scenario FILE from a fresh platform and library state, in\n"
         "  virtual time; with no FILE, runs the built-in default scenario.\n"
         "  Each printed line of a step or a log line starts with the platform\n"
@@ -57,6 +60,8 @@ void Usage(FILE* to)
         "                       happened (steps, log lines, settings, syncs, ...)\n"
         "  --timeline FILE.svg  draw the run over virtual time as an SVG picture\n"
         "  --version            the program's and the loaded library's version\n"
+        "  tables               list a capture's time tables, one a line (--json:\n"
+        "                       JSON Lines); exit 2 when it is not a transport stream\n"
         "Exit status: 0 every expectation held; 1 an expectation failed;\n"
         "  2 a file could not be read or parsed (nothing of it runs), or bad options.\n"
         "The scenario file format: docs/scenario-format.md in the source tree.\n",
@@ -130,6 +135,11 @@ int Run(int argc, char** argv)
     std::string tracePath;
     std::string timelinePath;
     const std::vector<std::string> args(argv + 1, argv + argc);
+#if DAK_SIM_CAPTURE
+    if (!args.empty() && args[0] == "tables") {
+        return daksim::capture::TablesCommand({args.begin() + 1, args.end()}, stdout, stderr);
+    }
+#endif
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||
