@@ -572,9 +572,11 @@ private:
         output.note = [this](const std::string& note) { m_runner.PrintAt(Now(), "  " + note); };
         const std::string handle = HandleText(step.profileId, step.subId);
         output.table = [this, &handle](const capture::Replayed& replayed) {
+            const char* kind = capture::KindName(replayed.table->kind);
             if (replayed.handedOver) {
-                m_journal.Table(handle, capture::KindName(replayed.table->kind), replayed.utc,
-                                replayed.accepted);
+                m_journal.Table(handle, kind, replayed.utc, replayed.accepted);
+            } else {
+                m_journal.LostTable(handle, kind);
             }
         };
         std::string error;
