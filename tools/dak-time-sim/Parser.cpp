@@ -201,21 +201,23 @@ bool Boolean(const Word& word, const char* what)
 // minutes east of UTC, at most 14 hours either way.
 int32_t WireOffset(const std::string& text)
 {
-    const size_t colon = text.find(':');
-    const auto hours = ParseInteger(text.substr(0, colon));
     const bool negative = !text.empty() && text[0] == '-';
-    std::optional<int64_t> minutes = int64_t{0};
-    if (colon != std::string::npos) {
-        const std::string after = text.substr(colon + 1);
-        minutes = after.size() == 2 && std::isdigit(static_cast<unsigned char>(after[0])) != 0
-                      ? ParseInteger(after)
-                      : std::nullopt;
-    }
-    if (!hours || !minutes || *hours < -14 || *hours > 14 || *minutes > 59) {
+    const bool signed_ = !text.empty() && (text[0] == '-' || text[0] == '+');
+    const std::string body = text.substr(signed_ ? 1 : 0);
+    const size_t colon = body.find(':');
+    const std::string hours = body.substr(0, colon);
+    const std::string minutes = colon == std::string::npos ? "00" : body.substr(colon + 1);
+    const auto digits = [](const std::string& part, size_t most) {
+        return !part.empty() && part.size() <= most &&
+               std::all_of(part.begin(), part.end(),
+                           [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
+    };
+    if (!digits(hours, 2) || !digits(minutes, 2) || minutes.size() != 2 || std::stoi(hours) > 14 ||
+        std::stoi(minutes) > 59) {
         throw LineError{"bad wire offset " + Quote(text) + " (want +9, -3 or +5:30)"};
     }
-    const int64_t total = (negative ? -1 : 1) * ((negative ? -*hours : *hours) * 60 + *minutes);
-    return static_cast<int32_t>(total);
+    const int32_t total = std::stoi(hours) * 60 + std::stoi(minutes);
+    return negative ? -total : total;
 }
 
 int64_t SetType(const Word& word)
