@@ -90,8 +90,11 @@ std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::s
 {
     PlayReport report;
     report.table = [&output](const Replayed& replayed) {
-        // A lost table was told by its note.
-        if (output.line && !replayed.lost) {
+        // A lost table was told by its note; one that was not handed over
+        // is told like a note, so that --quiet shows it too.
+        if (!replayed.handedOver && !replayed.lost && output.note) {
+            output.note("capture: " + Describe(replayed));
+        } else if (output.line && !replayed.lost) {
             output.line(Describe(replayed));
         }
         if (output.table) {
