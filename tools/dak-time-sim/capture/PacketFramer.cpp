@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <vector>
+#include <memory>
 
 #include "Capture.h"
 
@@ -17,6 +17,7 @@ constexpr std::array<size_t, 3> kUnitSizes = {188, 192, 204};
 // Sync bytes looked for after a candidate place, at each unit size.
 constexpr size_t kConfirmations = 4;
 constexpr size_t kLookahead = (kConfirmations + 1) * 204;
+constexpr size_t kBufferSize = kChunk + kLookahead;
 
 size_t PrefixOf(size_t unitSize)
 {
@@ -39,7 +40,8 @@ private:
 
     const ByteSource& m_source;
     PacketSink& m_sink;
-    std::vector<uint8_t> m_buffer = std::vector<uint8_t>(kChunk + kLookahead);
+    // Not cleared: only bytes read are looked at.
+    std::unique_ptr<uint8_t[]> m_buffer{new uint8_t[kBufferSize]};
     size_t m_begin = 0;  // the next byte to look at
     size_t m_end = 0;    // bytes held
     uint64_t m_base = 0;  // file byte of m_buffer[0]
@@ -51,13 +53,13 @@ void Framer::Fill()
 {
     m_begin = std::min(m_begin, m_end);
     if (m_begin > 0) {
-        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
+        std::memmove(m_buffer.get(), m_buffer.get() + m_begin, m_end - m_begin);
         m_base += m_begin;
         m_end -= m_begin;
         m_begin = 0;
     }
-    while (!m_atEnd && m_end < m_buffer.size()) {
-        const long got = m_source(m_buffer.data() + m_end, m_buffer.size() - m_end);
+    while (!m_atEnd && m_end < kBufferSize) {
+        const long got = m_source(m_buffer.get() + m_end, kBufferSize - m_end);
         if (got <= 0) {
             m_atEnd = true;
             m_readError = got < 0;
@@ -98,12 +100,12 @@ size_t Framer::Matches(size_t at, size_t unitSize, bool& toEnd) const
 Framer::Found Framer::Search(size_t& at, size_t& unitSize, size_t known) const
 {
     while (at < m_end) {
-        const void* sync = std::memchr(m_buffer.data() + at, kSyncByte, m_end - at);
+        const void* sync = std::memchr(m_buffer.get() + at, kSyncByte, m_end - at);
         if (sync == nullptr) {
             at = m_end;
             break;
         }
-        at = static_cast<size_t>(static_cast<const uint8_t*>(sync) - m_buffer.data());
+        at = static_cast<size_t>(static_cast<const uint8_t*>(sync) - m_buffer.get());
         if (!m_atEnd && at + kLookahead > m_end) {
             return Found::NeedMore;
         }
@@ -204,7 +206,7 @@ Framing Framer::Run()
             unitSize = 0;
             continue;
         }
-        m_sink.Packet(m_buffer.data() + m_begin, FileByte(m_begin, unitSize));
+        m_sink.Packet(m_buffer.get() + m_begin, FileByte(m_begin, unitSize));
         m_begin += unitSize;
     }
     if (m_begin < m_end) {
