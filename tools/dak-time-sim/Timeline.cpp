@@ -669,6 +669,13 @@ std::string Timeline::Svg() const
             "' r='4' fill='#555'/><circle cx='" + Number(x + 15) + "' cy='" + Number(y) +
             "' r='4' fill='white' stroke='#555' stroke-width='1.5'/>\n",
         "setting accepted / refused");
+    key("<circle cx='" + Number(x + 1) + "' cy='" + Number(y) + "' r='3.5' fill='" +
+            kStreamColours[0] + "'/><circle cx='" + Number(x + 10) + "' cy='" + Number(y) +
+            "' r='3.5' fill='white' stroke-width='1.5' stroke='" + kStreamColours[0] +
+            "'/><path d='M" + Number(x + 15) + " " + Number(y - 3) +
+            " l6 6 m0 -6 l-6 6' stroke='#000' "
+            "stroke-width='1.5'/>\n",
+        "table accepted / refused / damaged");
     x = 10;
     const double typesY = 74;
     Text(svg, x, typesY + 4, "setting types:", "font-size='11'");
