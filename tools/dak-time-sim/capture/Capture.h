@@ -12,7 +12,7 @@
 
 namespace daksim::capture {
 
-constexpr size_t kPacketSize = 188;  // a transport packet, sync byte first
+constexpr size_t kPacketSize = 188;        // a transport packet, sync byte first
 constexpr uint16_t kDvbTimePid = 0x14;     // TDT and TOT
 constexpr uint16_t kAtscBasePid = 0x1FFB;  // STT among the PSIP tables
 
@@ -28,10 +28,10 @@ struct OffsetEntry {
 
 // What a table's CRC_32 said.
 enum class Crc {
-    None,         // a TDT, as it should be: no CRC
-    Ok,           // TOT, STT: checked and right
-    Appended,     // a TDT with four bytes after its time that are its CRC_32
-    NotChecked,   // a TDT with bytes after its time that are not a CRC_32
+    None,        // a TDT, as it should be: no CRC
+    Ok,          // TOT, STT: checked and right
+    Appended,    // a TDT with four bytes after its time that are its CRC_32
+    NotChecked,  // a TDT with bytes after its time that are not a CRC_32
 };
 
 struct TimeTable {

@@ -51,10 +51,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             return static_cast<long>(part);
         },
         count);
-    const bool same = capture == nullptr
-                          ? std::holds_alternative<daksim::capture::ReadError>(pieces)
-                          : count.tables == capture->tables.size() &&
-                                count.notes == capture->notes.size();
+    const bool same =
+        capture == nullptr
+            ? std::holds_alternative<daksim::capture::ReadError>(pieces)
+            : count.tables == capture->tables.size() && count.notes == capture->notes.size();
     if (!same) {
         __builtin_trap();
     }

@@ -141,9 +141,9 @@ void Player::Table(const TimeTable& table)
     const auto utc = TableUtc(table, m_options.wireMinutes);
     if (!utc || !FitsSetTime(*utc)) {
         replayed.elapsedMs = m_movedMs;
-        replayed.remark = !utc ? "time is not valid MJD/BCD, table skipped"
-                               : IsoFromUtc(*utc) +
-                                     " does not fit the set's 32-bit time, not handed over";
+        replayed.remark =
+            !utc ? "time is not valid MJD/BCD, table skipped"
+                 : IsoFromUtc(*utc) + " does not fit the set's 32-bit time, not handed over";
         Report(replayed);
         return;
     }
@@ -169,9 +169,8 @@ void Player::Table(const TimeTable& table)
         replayed.dst = DsStatus(table.daylightSavings);
         m_clock.SetStreamDST(replayed.dst, m_options.mode);
     }
-    replayed.accepted =
-        m_clock.SetStreamClock(static_cast<unsigned long>(replayed.utc), m_options.scan,
-                               m_options.mode);
+    replayed.accepted = m_clock.SetStreamClock(static_cast<unsigned long>(replayed.utc),
+                                               m_options.scan, m_options.mode);
     if (table.kind == TimeTable::Kind::Tot) {
         OffsetRecord(table, m_options, replayed);
         if (replayed.hasOffset) {

@@ -21,9 +21,9 @@ namespace daksim::capture {
 constexpr int32_t kJstMinutes = 9 * 60;
 
 struct PlayOptions {
-    bool scan = false;    // isScan of every SetStreamClock
-    int mode = 0;         // clockMode of SetStreamClock and SetStreamDST
-    std::string country;  // the TOT offset entry to use; empty: the first
+    bool scan = false;          // isScan of every SetStreamClock
+    int mode = 0;               // clockMode of SetStreamClock and SetStreamDST
+    std::string country;        // the TOT offset entry to use; empty: the first
     std::optional<int> region;  // and its country_region_id; none: any
     int32_t wireMinutes = 0;    // the DVB-format times are UTC plus this
 };

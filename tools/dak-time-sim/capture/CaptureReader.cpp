@@ -17,8 +17,8 @@ namespace daksim::capture {
 
 namespace {
 
-constexpr size_t kMaxDvbSection = 1024;       // TDT/TOT: EN 300 468
-constexpr size_t kMaxPrivateSection = 4096;   // PSIP
+constexpr size_t kMaxDvbSection = 1024;      // TDT/TOT: EN 300 468
+constexpr size_t kMaxPrivateSection = 4096;  // PSIP
 constexpr uint64_t kPcrTicksPerMs = 27000;
 constexpr uint64_t kPcrWrap = (uint64_t{1} << 33U) * 300U;
 // PCRs come at least every 100 ms; a step over a minute is a splice, not time.
@@ -80,7 +80,7 @@ public:
 private:
     struct TimePid {
         SectionAssembler sections;
-        unsigned noted = 0;     // quirks noted once already
+        unsigned noted = 0;      // quirks noted once already
         unsigned sinceLast = 0;  // quirks met since the last table
     };
     TimePid& Of(uint16_t pid) { return pid == kDvbTimePid ? m_dvb : m_atsc; }
@@ -107,9 +107,10 @@ void Reader::QuirkMet(uint16_t pid, uint64_t offset, unsigned quirk)
     time.noted |= quirk;
     for (unsigned i = 0; i < kQuirkCount; ++i) {
         if ((quirk & (1U << i)) != 0) {
-            m_sink.Note({offset, "PID " + Hex(pid, 4) + ": " + QuirkOf(i).note +
-                                     "; noted once for this PID",
-                         std::nullopt});
+            m_sink.Note(
+                {offset,
+                 "PID " + Hex(pid, 4) + ": " + QuirkOf(i).note + "; noted once for this PID",
+                 std::nullopt});
         }
     }
 }
@@ -145,8 +146,8 @@ void Reader::Section(uint16_t pid, const uint8_t* section, size_t size, uint64_t
     table.pcrMs = m_pcr.Ms();
     table.paced = m_hasPcr;
     if (!decoded.problem.empty()) {
-        m_sink.Note({offset, "PID " + Hex(pid, 4) + ": " + KindName(table.kind) + ": " +
-                                 decoded.problem,
+        m_sink.Note({offset,
+                     "PID " + Hex(pid, 4) + ": " + KindName(table.kind) + ": " + decoded.problem,
                      std::nullopt});
     }
     m_sink.Table(table);

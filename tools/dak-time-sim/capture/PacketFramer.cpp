@@ -42,8 +42,8 @@ private:
     PacketSink& m_sink;
     // Not cleared: only bytes read are looked at.
     std::unique_ptr<uint8_t[]> m_buffer{new uint8_t[kBufferSize]};
-    size_t m_begin = 0;  // the next byte to look at
-    size_t m_end = 0;    // bytes held
+    size_t m_begin = 0;   // the next byte to look at
+    size_t m_end = 0;     // bytes held
     uint64_t m_base = 0;  // file byte of m_buffer[0]
     bool m_atEnd = false;
     bool m_readError = false;
@@ -148,8 +148,9 @@ Framing Framer::Run()
             const Found found = Search(at, size, framing.unitSize);
             if (found == Found::NeedMore) {
                 if (first && m_base + at >= kSyncSearchLimit) {
-                    framing.problem = "no 188-, 192- or 204-byte packets starting with the sync "
-                                      "byte 0x47 in its first MiB";
+                    framing.problem =
+                        "no 188-, 192- or 204-byte packets starting with the sync "
+                        "byte 0x47 in its first MiB";
                     return framing;
                 }
                 m_begin = at;
@@ -179,13 +180,13 @@ Framing Framer::Run()
                     m_sink.FramingNote(0, UnitSizeText(size));
                 }
                 if (m_base + at > PrefixOf(size)) {
-                    m_sink.FramingNote(0, std::to_string(fileByte) +
-                                              " bytes before the first packet skipped");
+                    m_sink.FramingNote(
+                        0, std::to_string(fileByte) + " bytes before the first packet skipped");
                 }
                 first = false;
             } else {
-                std::string text = "sync byte lost; in sync again at byte " +
-                                   std::to_string(fileByte);
+                std::string text =
+                    "sync byte lost; in sync again at byte " + std::to_string(fileByte);
                 if (size != framing.unitSize) {
                     text += ", now " + UnitSizeText(size);
                 }

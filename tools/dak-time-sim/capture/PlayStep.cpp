@@ -107,7 +107,8 @@ std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::s
                         note.text);
         };
     }
-    const auto played = PlayFile(clock, CapturePath(scriptName, step.text), OptionsOf(step), report);
+    const auto played =
+        PlayFile(clock, CapturePath(scriptName, step.text), OptionsOf(step), report);
     if (const auto* failed = std::get_if<ReadError>(&played)) {
         error = failed->message;
         return std::nullopt;

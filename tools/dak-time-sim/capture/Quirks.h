@@ -9,11 +9,11 @@
 namespace daksim::capture {
 
 enum Quirk : unsigned {
-    kQuirkTrailingBytes = 1U << 0U,     // TDT: bytes after the time (an appended CRC)
-    kQuirkReservedBits = 1U << 1U,      // reserved bits of a TDT/TOT header not set
-    kQuirkDuplicate = 1U << 2U,         // a packet sent twice with one continuity counter
-    kQuirkSharedPacket = 1U << 3U,      // several sections in one packet
-    kQuirkAdaptationField = 1U << 4U,   // a section in a packet with an adaptation field
+    kQuirkTrailingBytes = 1U << 0U,    // TDT: bytes after the time (an appended CRC)
+    kQuirkReservedBits = 1U << 1U,     // reserved bits of a TDT/TOT header not set
+    kQuirkDuplicate = 1U << 2U,        // a packet sent twice with one continuity counter
+    kQuirkSharedPacket = 1U << 3U,     // several sections in one packet
+    kQuirkAdaptationField = 1U << 4U,  // a section in a packet with an adaptation field
 };
 
 constexpr unsigned kQuirkCount = 5;

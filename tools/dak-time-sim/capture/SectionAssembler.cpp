@@ -69,8 +69,10 @@ void SectionAssembler::Packet(const uint8_t* packet, size_t payload, uint64_t of
     const size_t pointer = *from++;
     if (pointer > static_cast<size_t>(end - from)) {
         if (m_pending) {
-            Drop(offset, "pointer field past the packet, packet skipped and the section begun "
-                         "at byte " + std::to_string(m_start) + " lost");
+            Drop(offset,
+                 "pointer field past the packet, packet skipped and the section begun "
+                 "at byte " +
+                     std::to_string(m_start) + " lost");
         } else {
             m_events.Damage(m_pid, offset, "pointer field past the packet, packet skipped",
                             std::nullopt);
@@ -110,7 +112,8 @@ void SectionAssembler::Take(const uint8_t* from, const uint8_t* to, uint64_t off
             if (m_section.size() < kHeaderSize) {
                 return;
             }
-            m_need = kHeaderSize + ((static_cast<size_t>(m_section[1] & 0x0FU) << 8U) | m_section[2]);
+            m_need =
+                kHeaderSize + ((static_cast<size_t>(m_section[1] & 0x0FU) << 8U) | m_section[2]);
             if (m_need > m_maxSection) {
                 Drop(m_start, "section of " + std::to_string(m_need) + " bytes, more than " +
                                   std::to_string(m_maxSection) + ", table skipped");
@@ -130,8 +133,8 @@ void SectionAssembler::Take(const uint8_t* from, const uint8_t* to, uint64_t off
 void SectionAssembler::Lost(uint64_t offset, const std::string& why)
 {
     if (m_pending) {
-        Drop(offset, why + ", and the section begun at byte " + std::to_string(m_start) +
-                         " with it");
+        Drop(offset,
+             why + ", and the section begun at byte " + std::to_string(m_start) + " with it");
     } else {
         m_events.Damage(m_pid, offset, why, std::nullopt);
     }

@@ -118,8 +118,8 @@ public:
             Json(table, utc);
             return;
         }
-        std::string line = time + " PID " + Pid(table.pid) + " " + KindName(table.kind) + " " +
-                           TimeText(utc);
+        std::string line =
+            time + " PID " + Pid(table.pid) + " " + KindName(table.kind) + " " + TimeText(utc);
         if (table.kind == TimeTable::Kind::Stt) {
             line += " system_time " + std::to_string(table.systemTime) + " GPS_UTC_offset " +
                     std::to_string(table.gpsUtcOffset) + " DS_status " +
@@ -185,12 +185,12 @@ private:
 
     void Json(const TimeTable& table, const std::optional<int64_t>& utc) const
     {
-        std::string line = "{\"byte\":" + std::to_string(table.packetOffset) + ",\"ms\":" +
-                           (table.paced ? std::to_string(table.pcrMs) : "null") +
+        std::string line = "{\"byte\":" + std::to_string(table.packetOffset) +
+                           ",\"ms\":" + (table.paced ? std::to_string(table.pcrMs) : "null") +
                            ",\"pid\":" + std::to_string(table.pid) + ",\"table\":\"" +
-                           KindName(table.kind) + "\",\"utc\":" +
-                           (utc ? std::to_string(*utc) : "null") + ",\"time\":" +
-                           (utc ? Quoted(IsoFromUtc(*utc)) : "null") +
+                           KindName(table.kind) +
+                           "\",\"utc\":" + (utc ? std::to_string(*utc) : "null") +
+                           ",\"time\":" + (utc ? Quoted(IsoFromUtc(*utc)) : "null") +
                            ",\"fits_32_bit\":" + (utc && FitsSetTime(*utc) ? "true" : "false");
         if (table.kind == TimeTable::Kind::Stt) {
             line += ",\"system_time\":" + std::to_string(table.systemTime) +
@@ -207,8 +207,7 @@ private:
                 line += std::string(i > 0 ? "," : "") + "{\"country\":" + Quoted(entry.country) +
                         ",\"region\":" + std::to_string(entry.region) +
                         ",\"local\":" + number(entry.local) + ",\"next\":" + number(entry.next) +
-                        ",\"change\":" +
-                        (entry.change ? std::to_string(*entry.change) : "null") +
+                        ",\"change\":" + (entry.change ? std::to_string(*entry.change) : "null") +
                         ",\"change_time\":" +
                         (entry.change ? Quoted(IsoFromUtc(*entry.change)) : "null") + "}";
             }

@@ -35,7 +35,7 @@ bool CrcMatches(const uint8_t* section, size_t size)
     }
     dvbpsi_psi_section_t view{};
     view.i_table_id = section[0];
-    view.b_syntax_indicator = true;  // check it, whatever the table
+    view.b_syntax_indicator = true;               // check it, whatever the table
     view.p_data = const_cast<uint8_t*>(section);  // only read
     view.p_payload_end = view.p_data + size - kCrcSize;
     return dvbpsi_ValidPSISection(&view);

@@ -40,9 +40,10 @@ constexpr uint64_t kPacketsPer100Ms = 30000000 / 8 / 188 / 10;
 
 int Usage()
 {
-    std::fputs("usage: make-capture [--unit 188|192|204] OUT.ts\n"
-               "       make-capture --start TIME [--seconds N] [--megabytes M] [--unit U] OUT.ts\n",
-               stderr);
+    std::fputs(
+        "usage: make-capture [--unit 188|192|204] OUT.ts\n"
+        "       make-capture --start TIME [--seconds N] [--megabytes M] [--unit U] OUT.ts\n",
+        stderr);
     return 2;
 }
 

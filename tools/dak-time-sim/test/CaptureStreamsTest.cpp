@@ -172,14 +172,15 @@ TEST(CaptureFraming, PacketSizesFoundFromTheFile)
         CaptureWriter writer(unit);
         for (uint32_t i = 0; i < 6; ++i) {
             writer.Pcr(kPcrPid, uint64_t{i} * 1000U);
-            writer.Section(kDvbTimePid, i % 3 == 2 ? TotSection(UtcToMjdBcd(t + i),
-                                                                {Offset("FRA", 60, t, 120)})
-                                                   : TdtSection(UtcToMjdBcd(t + i)));
+            writer.Section(kDvbTimePid,
+                           i % 3 == 2 ? TotSection(UtcToMjdBcd(t + i), {Offset("FRA", 60, t, 120)})
+                                      : TdtSection(UtcToMjdBcd(t + i)));
         }
         const Capture capture = Read(writer.Data());
         EXPECT_EQ(capture.packetSize, unit);
         EXPECT_EQ(capture.endMs, 5000U);
-        EXPECT_EQ(CountNotes(capture, std::to_string(unit) + "-byte packets"), unit == 188 ? 0U : 1U)
+        EXPECT_EQ(CountNotes(capture, std::to_string(unit) + "-byte packets"),
+                  unit == 188 ? 0U : 1U)
             << Notes(capture);
         EXPECT_EQ(capture.notes.size(), unit == 188 ? 0U : 1U) << Notes(capture);
         ASSERT_EQ(capture.tables.size(), 6U);
@@ -214,8 +215,8 @@ TEST(CaptureFraming, BadInputIsNotedOrRefused)
     bytes.insert(bytes.end(), wide.Data().begin(), wide.Data().end() - 100);
 
     const Capture capture = Read(bytes);
-    EXPECT_EQ(Times(capture), (std::vector<int64_t>{t, t + 1, t + 2, t + 3, t + 4, t + 5, t + 6,
-                                                     t + 7, t + 8}))
+    EXPECT_EQ(Times(capture),
+              (std::vector<int64_t>{t, t + 1, t + 2, t + 3, t + 4, t + 5, t + 6, t + 7, t + 8}))
         << Notes(capture);
     EXPECT_EQ(CountNotes(capture, "4 bytes before the first packet skipped"), 1U) << Notes(capture);
     EXPECT_EQ(CountNotes(capture, "sync byte lost; in sync again at byte 430"), 1U);
@@ -409,9 +410,8 @@ TEST(TablesCommandTest, ListsTheTimeTables)
     writer.Pcr(kPcrPid, 0);
     writer.Section(kDvbTimePid, WithCrc(TdtSection(UtcToMjdBcd(t))));
     writer.Pcr(kPcrPid, 1500);
-    writer.Section(kDvbTimePid, TotSection(UtcToMjdBcd(t + 1),
-                                           {Offset("DEU", 60, t + 30, 120, 0),
-                                            Offset("PRT", 0, t + 30, 60, 1)}));
+    writer.Section(kDvbTimePid, TotSection(UtcToMjdBcd(t + 1), {Offset("DEU", 60, t + 30, 120, 0),
+                                                                Offset("PRT", 0, t + 30, 60, 1)}));
     const std::string path = testing::TempDir() + "tables-test.ts";
     ASSERT_TRUE(writer.Save(path));
 

@@ -187,8 +187,7 @@ TEST(ParserTest, ReadsHandlesAndStreamSteps)
               "bad.scn:1: bad wire offset '+15' (want +9, -3 or +5:30)");
     EXPECT_EQ(Error("stream 1/0 play x.ts wire=5:3"),
               "bad.scn:1: bad wire offset '5:3' (want +9, -3 or +5:30)");
-    EXPECT_EQ(Error("stream 1/0 play x.ts region=64"),
-              "bad.scn:1: bad region '64' (want 0 to 63)");
+    EXPECT_EQ(Error("stream 1/0 play x.ts region=64"), "bad.scn:1: bad region '64' (want 0 to 63)");
 }
 
 TEST(ParserTest, ReadsPlatformSteps)
