@@ -48,6 +48,12 @@ std::string Quoted(const std::string& text)
     return out + "\"";
 }
 
+// ,"key":value, the value already JSON.
+std::string Field(const char* key, const std::string& value)
+{
+    return "," + Quoted(key) + ":" + value;
+}
+
 const char* CrcWord(Crc crc)
 {
     switch (crc) {
@@ -147,9 +153,9 @@ public:
     {
         ++m_notes;
         if (m_json) {
-            std::fprintf(m_out, "{\"byte\":%llu,\"note\":%s}\n",
-                         static_cast<unsigned long long>(note.packetOffset),
-                         Quoted(note.text).c_str());
+            const std::string line =
+                Field("byte", std::to_string(note.packetOffset)) + Field("note", Quoted(note.text));
+            std::fprintf(m_out, "{%s}\n", line.substr(1).c_str());
         } else {
             std::fprintf(m_out, "note (byte %llu): %s\n",
                          static_cast<unsigned long long>(note.packetOffset), note.text.c_str());
@@ -159,13 +165,14 @@ public:
     void End(const CaptureEnd& end) const
     {
         if (m_json) {
-            std::fprintf(m_out,
-                         "{\"end\":true,\"packet_size\":%zu,\"bytes\":%llu,\"tables\":%llu,"
-                         "\"notes\":%llu,\"pcr\":%s,\"ms\":%llu}\n",
-                         end.packetSize, static_cast<unsigned long long>(end.bytes),
-                         static_cast<unsigned long long>(m_tables),
-                         static_cast<unsigned long long>(m_notes), end.hasPcr ? "true" : "false",
-                         static_cast<unsigned long long>(end.endMs));
+            const std::string line = Field("end", "true") +
+                                     Field("packet_size", std::to_string(end.packetSize)) +
+                                     Field("bytes", std::to_string(end.bytes)) +
+                                     Field("tables", std::to_string(m_tables)) +
+                                     Field("notes", std::to_string(m_notes)) +
+                                     Field("pcr", end.hasPcr ? "true" : "false") +
+                                     Field("ms", std::to_string(end.endMs));
+            std::fprintf(m_out, "{%s}\n", line.substr(1).c_str());
             return;
         }
         std::fprintf(m_out, "%llu time tables, %llu notes; %zu-byte packets, %llu bytes; %s\n",
@@ -185,48 +192,57 @@ private:
 
     void Json(const TimeTable& table, const std::optional<int64_t>& utc) const
     {
-        std::string line = "{\"byte\":" + std::to_string(table.packetOffset) +
-                           ",\"ms\":" + (table.paced ? std::to_string(table.pcrMs) : "null") +
-                           ",\"pid\":" + std::to_string(table.pid) + ",\"table\":\"" +
-                           KindName(table.kind) +
-                           "\",\"utc\":" + (utc ? std::to_string(*utc) : "null") +
-                           ",\"time\":" + (utc ? Quoted(IsoFromUtc(*utc)) : "null") +
-                           ",\"fits_32_bit\":" + (utc && FitsSetTime(*utc) ? "true" : "false");
+        const auto time = [](const std::optional<int64_t>& value) {
+            return value ? std::to_string(*value) : std::string("null");
+        };
+        const auto iso = [](const std::optional<int64_t>& value) {
+            return value ? Quoted(IsoFromUtc(*value)) : std::string("null");
+        };
+        const auto boolean = [](bool value) { return std::string(value ? "true" : "false"); };
+        std::string line = Field("byte", std::to_string(table.packetOffset)) +
+                           Field("ms", table.paced ? std::to_string(table.pcrMs) : "null") +
+                           Field("pid", std::to_string(table.pid)) +
+                           Field("table", Quoted(KindName(table.kind))) + Field("utc", time(utc)) +
+                           Field("time", iso(utc)) +
+                           Field("fits_32_bit", boolean(utc && FitsSetTime(*utc)));
         if (table.kind == TimeTable::Kind::Stt) {
-            line += ",\"system_time\":" + std::to_string(table.systemTime) +
-                    ",\"gps_utc_offset\":" + std::to_string(table.gpsUtcOffset) +
-                    ",\"ds_status\":" + (DsStatus(table.daylightSavings) ? "true" : "false");
+            line += Field("system_time", std::to_string(table.systemTime)) +
+                    Field("gps_utc_offset", std::to_string(table.gpsUtcOffset)) +
+                    Field("ds_status", boolean(DsStatus(table.daylightSavings)));
         }
         if (table.kind == TimeTable::Kind::Tot) {
-            line += ",\"offsets\":[";
-            for (size_t i = 0; i < table.offsets.size(); ++i) {
-                const Entry entry = EntryOf(table.offsets[i]);
+            std::string offsets;
+            for (const OffsetEntry& raw : table.offsets) {
+                const Entry entry = EntryOf(raw);
                 const auto number = [](const std::optional<int32_t>& value) {
                     return value ? std::to_string(*value) : std::string("null");
                 };
-                line += std::string(i > 0 ? "," : "") + "{\"country\":" + Quoted(entry.country) +
-                        ",\"region\":" + std::to_string(entry.region) +
-                        ",\"local\":" + number(entry.local) + ",\"next\":" + number(entry.next) +
-                        ",\"change\":" + (entry.change ? std::to_string(*entry.change) : "null") +
-                        ",\"change_time\":" +
-                        (entry.change ? Quoted(IsoFromUtc(*entry.change)) : "null") + "}";
+                offsets +=
+                    ",{" +
+                    (Field("country", Quoted(entry.country)) +
+                     Field("region", std::to_string(entry.region)) +
+                     Field("local", number(entry.local)) + Field("next", number(entry.next)) +
+                     Field("change", time(entry.change)) + Field("change_time", iso(entry.change)))
+                        .substr(1) +
+                    "}";
             }
-            line += "]";
+            line += Field("offsets", "[" + (offsets.empty() ? "" : offsets.substr(1)) + "]");
         }
-        line += std::string(",\"crc\":\"") + CrcWord(table.crc) + "\"";
+        line += Field("crc", Quoted(CrcWord(table.crc)));
         if (table.crc == Crc::Ok || table.crc == Crc::Appended) {
-            line += ",\"crc_value\":\"" + Hex32(table.crcValue) + "\"";
+            line += Field("crc_value", Quoted(Hex32(table.crcValue)));
         }
-        line += ",\"quirks\":[";
+        std::string quirks;
         const std::string names = QuirkNames(table.quirks);
         size_t from = 0;
         while (from < names.size()) {
             const size_t comma = names.find(',', from);
             const size_t to = comma == std::string::npos ? names.size() : comma;
-            line += std::string(from > 0 ? "," : "") + "\"" + names.substr(from, to - from) + "\"";
+            quirks += "," + Quoted(names.substr(from, to - from));
             from = to + 1;
         }
-        line += "]}";
+        line = "{" + line.substr(1) +
+               Field("quirks", "[" + (quirks.empty() ? "" : quirks.substr(1)) + "]") + "}";
         std::fprintf(m_out, "%s\n", line.c_str());
     }
 
