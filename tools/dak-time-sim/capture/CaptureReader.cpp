@@ -17,8 +17,9 @@ namespace daksim::capture {
 
 namespace {
 
-constexpr size_t kMaxDvbSection = 1024;      // TDT/TOT: EN 300 468
-constexpr size_t kMaxPrivateSection = 4096;  // PSIP
+// The largest section either PID may carry: 4096 bytes (the stuffing
+// table beside TDT and TOT, PSIP's tables beside the STT).
+constexpr size_t kMaxSection = 4096;
 constexpr uint64_t kPcrTicksPerMs = 27000;
 constexpr uint64_t kPcrWrap = (uint64_t{1} << 33U) * 300U;
 // PCRs come at least every 100 ms; a step over a minute is a splice, not time.
@@ -88,8 +89,8 @@ private:
     CaptureSink& m_sink;
     PcrClock m_pcr;
     bool m_hasPcr = false;
-    TimePid m_dvb{SectionAssembler(kDvbTimePid, kMaxDvbSection, *this)};
-    TimePid m_atsc{SectionAssembler(kAtscBasePid, kMaxPrivateSection, *this)};
+    TimePid m_dvb{SectionAssembler(kDvbTimePid, kMaxSection, *this)};
+    TimePid m_atsc{SectionAssembler(kAtscBasePid, kMaxSection, *this)};
 };
 
 void Reader::FramingNote(uint64_t offset, const std::string& text)
