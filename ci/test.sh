@@ -8,7 +8,9 @@
 #       host   native build, RelWithDebInfo
 #       asan   native, AddressSanitizer + UndefinedBehaviorSanitizer
 #       tsan   native, ThreadSanitizer
-#       i686   32-bit x86 cross build, run natively
+#       i686   32-bit x86 cross build, run natively, or under qemu-i386
+#              where the kernel refuses i386 programs (DAK_I686_RUN=qemu
+#              forces that way; see cmake/toolchain-i686.cmake)
 #       armhf  32-bit ARM cross build, run under qemu-arm
 #
 # Environment: DAK_BUILD_DIR (build folder; default build for host,
@@ -22,7 +24,7 @@ while [[ $# -gt 0 ]]; do
     case "$1" in
         --variant) variant="${2:?--variant needs a name}"; shift 2 ;;
         --variant=*) variant="${1#--variant=}"; shift ;;
-        -h|--help) sed -n '2,17p' "$0"; exit 0 ;;
+        -h|--help) sed -n '2,19p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown argument '$1'" >&2; exit 2 ;;
     esac
 done
@@ -44,5 +46,8 @@ build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/$default_dir}"
 
 echo "== test.sh: $variant build in $build_dir"
 dak_preset_configure "$preset" "$build_dir"
+if [[ $variant == i686 ]]; then
+    echo "== test.sh: i686 programs run $(sed -n 's/^DAK_I686_RUN:[A-Z]*=//p' "$build_dir/CMakeCache.txt")"
+fi
 dak_build "$build_dir"
 dak_preset_ctest "$preset" "$build_dir"

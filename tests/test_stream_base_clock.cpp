@@ -1,15 +1,7 @@
-// Exact stream clock readings against a base clock under the test's control.
-// This executable defines clock_gettime itself: calls made from inside
-// libdak-time see CLOCK_MONOTONIC standing at g_baseSeconds (or failing),
-// every other caller (test framework, host platform) gets the real clock.
-#include <dlfcn.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <atomic>
+// Exact stream clock readings against the host platform's monotonic clock,
+// which in virtual time moves only when the test advances it.
 #include <cerrno>
 #include <cstdint>
-#include <ctime>
 #include <string>
 #include <tuple>
 
@@ -18,56 +10,21 @@
 
 namespace {
 
-std::atomic<bool> g_failBaseClock{false};
-std::atomic<int64_t> g_baseSeconds{0};
-
-bool CalledFromLibrary(const void* returnAddress)
-{
-    static const void* const library = [] {
-        Dl_info info{};
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
-        const bool found = dladdr(reinterpret_cast<void*>(&TIStreamClock::Init), &info) != 0;
-        return found ? static_cast<const void*>(info.dli_fbase) : nullptr;
-    }();
-    Dl_info info{};
-    return dladdr(returnAddress, &info) != 0 && info.dli_fbase == library;
-}
-
-}  // namespace
-
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
-extern "C" int clock_gettime(clockid_t clockId, timespec* result) noexcept
-{
-    const void* caller = __builtin_return_address(0);
-#if defined(SYS_clock_gettime64)
-    // 32-bit targets: the system call that matches this build's timespec.
-    const long number = sizeof(result->tv_sec) == 8 ? SYS_clock_gettime64 : SYS_clock_gettime;
-#else
-    const long number = SYS_clock_gettime;
-#endif
-    const auto ret = static_cast<int>(syscall(number, clockId, result));
-    if (ret != 0 || clockId != CLOCK_MONOTONIC || !CalledFromLibrary(caller)) {
-        return ret;
-    }
-    if (g_failBaseClock.load()) {
-        errno = EINVAL;
-        return -1;
-    }
-    result->tv_sec = static_cast<time_t>(g_baseSeconds.load());
-    result->tv_nsec = 0;
-    return 0;
-}
-
-namespace {
-
 using daktest::Utc;
+
+// Moves the monotonic clock to `seconds` (never back).
+void BaseClockAt(int64_t seconds)
+{
+    const auto now = static_cast<int64_t>(dakhost::MonotonicMs() / 1000);
+    ASSERT_GE(seconds, now);
+    dakhost::Advance(static_cast<uint64_t>(seconds - now) * 1000);
+}
 
 class StreamBaseClock : public DakTest {
 protected:
     void SetUp() override
     {
         DakTest::SetUp();
-        g_failBaseClock = false;
         TIStreamClock::Init();
         m_clock = TIStreamClock::Instance(DAKHandle{});
         ASSERT_NE(m_clock, nullptr);
@@ -86,21 +43,21 @@ struct ReadingRow {
 // The readings are base + (utc - base at arrival), modulo 2^32.
 const ReadingRow kReadings[] = {
     {5000, 0, 7, 5007},  // fresh: the base clock itself
-    {5000, Utc(2024, 3, 10, 12), 10, Utc(2024, 3, 10, 12) + 10},
-    {5000, 4102444799UL, 200000000, (4102444799UL + 200000000UL) & 0xFFFFFFFFUL},
+    {6000, Utc(2024, 3, 10, 12), 10, Utc(2024, 3, 10, 12) + 10},
+    {7000, 4102444799UL, 200000000, (4102444799UL + 200000000UL) & 0xFFFFFFFFUL},
     {3000000000LL, 978307200UL, 1, 978307201UL},  // base ahead: negative offset
 };
 
 TEST_F(StreamBaseClock, ReadingIsTheTableTimePlusTheElapsedBaseClockUntilReset)
 {
-    dakhost::SetPlatformClock(Utc(2031, 1, 1));  // the wall clock plays no part
     for (const ReadingRow& row : kReadings) {
         SCOPED_TRACE(row.utc);
-        g_baseSeconds = row.base;
+        BaseClockAt(row.base);
+        dakhost::SetPlatformClock(Utc(2031, 1, 1));  // the wall clock plays no part
         if (row.utc != 0) {
             ASSERT_TRUE(m_clock->SetStreamClock(row.utc, false, 0));
         }
-        g_baseSeconds += row.elapsed;
+        BaseClockAt(row.base + row.elapsed);
         bool streamSet = row.utc == 0;
         bool systemSet = streamSet;
         EXPECT_EQ(m_clock->StreamClock(&streamSet), row.reads);
@@ -110,7 +67,8 @@ TEST_F(StreamBaseClock, ReadingIsTheTableTimePlusTheElapsedBaseClockUntilReset)
 
         m_clock->SetDVBTimeOffset(1300000000, 60, 0);
         m_clock->Reset();  // the next row starts from a fresh clock
-        EXPECT_EQ(m_clock->StreamClock(&streamSet), static_cast<unsigned long>(g_baseSeconds));
+        EXPECT_EQ(m_clock->StreamClock(&streamSet),
+                  static_cast<unsigned long>(row.base + row.elapsed));
         EXPECT_FALSE(streamSet);
         unsigned long timeOfchange = 11;
         int next = 22;
@@ -122,13 +80,13 @@ TEST_F(StreamBaseClock, ReadingIsTheTableTimePlusTheElapsedBaseClockUntilReset)
 
 TEST_F(StreamBaseClock, FailingBaseClockReadsZeroAndRefusesTablesWithoutChange)
 {
-    g_baseSeconds = 5000;
+    BaseClockAt(5000);
     const unsigned long utc = Utc(2024, 3, 10);
     ASSERT_TRUE(m_clock->SetStreamClock(utc, false, 0));
     const auto writesBefore = dakhost::SettingWrites().size();
     dakhost::ClearLogs();
 
-    g_failBaseClock = true;
+    dakhost::FailMonotonic(EINVAL);
     bool isSet = false;
     EXPECT_EQ(m_clock->StreamClock(&isSet), 0U);
     EXPECT_TRUE(isSet);
@@ -143,7 +101,7 @@ TEST_F(StreamBaseClock, FailingBaseClockReadsZeroAndRefusesTablesWithoutChange)
         EXPECT_TRUE(daktest::HasLog(text, 5, static_cast<int>(dakhost::Via::Print))) << text;
     }
 
-    g_failBaseClock = false;
+    dakhost::FailMonotonic(0);
     EXPECT_EQ(dakhost::SettingWrites().size(), writesBefore);
     EXPECT_EQ(m_clock->StreamClock(nullptr), utc);
     EXPECT_EQ(m_clock->StreamClockOfSystem(nullptr), utc);

@@ -24,8 +24,10 @@ namespace dakhost {
 // Back to the initial state: settings all 0, main power on, option 24
 // unreadable, object factory (KR), event manager and registry present, no
 // agent, hardware clock present at 2024-01-01T00:00:00Z, platform clock the
-// same, no faults, TZ=UTC0, virtual time at 0, logs and records cleared, the
-// register count reset to the libraries loaded now.
+// same, process clock the machine's, no faults, TZ=UTC0, virtual time at 0
+// (and with it the monotonic clock's advance), logs and records cleared, the
+// register count reset to the libraries loaded now. Whether virtual time is
+// on and the scheduling mode are kept.
 DAK_PLATFORM_API void Reset();
 
 // ---- settings store --------------------------------------------------------
@@ -105,7 +107,8 @@ DAK_PLATFORM_API uint32_t PlatformClock();
 DAK_PLATFORM_API void FailClockGet(int code);  // 0: works again
 DAK_PLATFORM_API void FailClockSet(int code);
 
-// The fake "/dev/rtc0", reached through open/ioctl/close. Time in UTC seconds
+// The fake "/dev/rtc0", reached through the library's operating-system seam
+// (platform/os/DakOs.h: open, ioctl, close). Time in UTC seconds
 // (64-bit so that a reading past 2106 can be represented).
 DAK_PLATFORM_API void SetRtc(int64_t utc);
 // The clock's registers, handed back verbatim by RTC_RD_TIME (any values, so
@@ -120,6 +123,21 @@ DAK_PLATFORM_API void FailRtcWrite(bool fail);
 DAK_PLATFORM_API int RtcWrites();  // successful RTC_SET_TIME requests
 // Off: "/dev/rtc0" reaches the real device of the machine (for a VM test).
 DAK_PLATFORM_API void SetRtcFake(bool enabled);
+
+// The monotonic clock the library reads (CLOCK_MONOTONIC through the seam),
+// in milliseconds. In virtual time it starts at 100 s and moves only with
+// Advance(); otherwise it is the machine's monotonic clock plus what
+// Advance() added. Setting the platform clock does not move it.
+DAK_PLATFORM_API uint64_t MonotonicMs();
+// Reading the monotonic clock fails with this errno (0: works again).
+DAK_PLATFORM_API void FailMonotonic(int code);
+// The process clock that network time reads (gettimeofday and time through
+// the seam): the machine's own time by default (nullopt), or a virtual time
+// in milliseconds since 1970 that Advance() moves with the other clocks.
+DAK_PLATFORM_API void SetProcessClock(std::optional<int64_t> utcMs);
+DAK_PLATFORM_API std::optional<int64_t> ProcessClock();
+// Reading the process clock fails with this errno (0: works again).
+DAK_PLATFORM_API void FailProcessClock(int code);
 
 // ---- calendar ----------------------------------------------------------------
 
@@ -145,7 +163,8 @@ DAK_PLATFORM_API void FailTaskCreate(bool fail);   // TCTask::Create fails
 // only Advance() moves. Off (the default of a plain process), alarms run on
 // the monotonic clock.
 DAK_PLATFORM_API void UseVirtualTime(bool on);
-// Moves the platform clock and the hardware clock forward by `ms`; every
+// Moves the platform clock, the hardware clock, the monotonic clock and a
+// virtual process clock forward by `ms`; every
 // alarm period that ends inside it, or exactly at its end, fires at its
 // moment (the clocks stand there), each followed by WaitIdle(). Firings go in
 // time order, alarms due together in creation order, each posted from the
@@ -159,9 +178,48 @@ DAK_PLATFORM_API void FireAlarms();
 // handling posted: one count of queued events and running handlers over all
 // tasks must reach zero. On a task's own thread it returns at once.
 DAK_PLATFORM_API void WaitIdle();
+// Whether the calling thread is taking a task's turn: running its handler
+// on the task's own thread or, under the fixed scheduling rule, on the
+// thread that waits for idle.
+DAK_PLATFORM_API bool InTaskTurn();
+// How often, since the process started, the framework was told of more
+// handled work than was queued: a fault of the framework's bookkeeping
+// (WaitIdle() may then return early), also printed to standard error. Not
+// cleared by Reset(); tests compare it before and after.
+DAK_PLATFORM_API int PendingFaults();
 // Number of created alarms and of running tasks.
 DAK_PLATFORM_API int AlarmCount();
 DAK_PLATFORM_API int TaskCount();
+
+// ---- scheduling --------------------------------------------------------------
+
+// Real scheduling (the default): every task and alarm has a thread of its
+// own and the workstation decides which runs. Tests and benchmarks that want
+// real concurrency keep it.
+//
+// Deterministic scheduling, for a simulation that must repeat itself: one
+// simulated thread runs at a time, the calling thread (the controller) being
+// the first. Virtual time should be on: alarms then have no thread and post
+// from the controller when Advance() or FireAlarms() makes them due.
+// - Without a seed (the fixed rule), tasks have no thread of their own: the
+//   controller runs on, and the queued events are handled on its thread
+//   whenever it waits for idle (WaitIdle, Advance after each firing,
+//   FireAlarms, LetTasksRun, destroying a task): one event at a time, of the
+//   task made first that has one, each task's in queue order.
+// - With a seed, tasks have threads again, but they pass one baton: at each
+//   point where a thread posts or may block (queue wait and post, semaphore
+//   take, mutex lock, read and write lock, alarm delivery, settings callback
+//   delivery, LetTasksRun) a generator seeded by `seed` chooses among the
+//   threads that can run. The same seed gives the same choices.
+// Refused (false) while a task or an alarm exists; switching drops nothing.
+DAK_PLATFORM_API bool UseDeterministicScheduling(std::optional<uint32_t> seed);
+DAK_PLATFORM_API bool UseRealScheduling();
+// The end of the controller's turn: with the fixed rule every task handles
+// what is queued (WaitIdle()); with a seed one more choice of who runs;
+// with real scheduling nothing.
+DAK_PLATFORM_API void LetTasksRun();
+// Choices the seeded scheduler has made since it was switched on.
+DAK_PLATFORM_API uint64_t SchedulingChoices();
 
 // ---- logs ------------------------------------------------------------------
 

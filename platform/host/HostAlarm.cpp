@@ -1,9 +1,11 @@
 // Alarms and the time controls. Each created alarm has a thread that sleeps
-// until its next period ends and then posts its event to the target task.
+// until its next period ends and then posts its event to the target task
+// (under deterministic scheduling it has none: see DakHostControl.h).
 // The periods run on the monotonic clock, or, in virtual time, on a virtual
 // elapsed time that only Advance() moves: there the alarm's thread sleeps
 // without a deadline and posts when the controls ask it to.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -50,8 +52,10 @@ struct Alarms {
     uint64_t nextOrder = 0;
 
     std::atomic<bool> virtualTime{false};
-    std::mutex timeLock;  // guards virtualNowMs
-    uint64_t virtualNowMs = 0;
+    std::mutex timeLock;  // orders the changes of virtualNowMs
+    // Read without the lock: the monotonic clock reads it on every stream
+    // clock reading.
+    std::atomic<uint64_t> virtualNowMs{0};
 
     std::mutex controlLock;  // one Advance/FireAlarms at a time
 };
@@ -161,14 +165,16 @@ void MoveTimeTo(uint64_t targetMs)
     uint64_t delta = 0;
     {
         const std::lock_guard<std::mutex> lock(a.timeLock);
-        if (targetMs <= a.virtualNowMs) {
+        const uint64_t now = a.virtualNowMs.load();
+        if (targetMs <= now) {
             return;
         }
-        delta = targetMs - a.virtualNowMs;
-        a.virtualNowMs = targetMs;
+        delta = targetMs - now;
+        a.virtualNowMs.store(targetMs);
     }
     dakhost::detail::MovePlatformClockMs(delta);
     dakhost::detail::MoveRtcMs(delta);
+    dakhost::detail::MoveProcessClockMs(delta);
 }
 
 // The created alarm whose period ends first, not after `endMs`.
@@ -201,9 +207,7 @@ bool VirtualTimeOn()
 
 uint64_t VirtualNowMs()
 {
-    Alarms& a = A();
-    const std::lock_guard<std::mutex> lock(a.timeLock);
-    return a.virtualNowMs;
+    return A().virtualNowMs.load();
 }
 
 void RestartAlarmPeriods()
@@ -211,7 +215,7 @@ void RestartAlarmPeriods()
     {
         Alarms& a = A();
         const std::lock_guard<std::mutex> lock(a.timeLock);
-        a.virtualNowMs = 0;
+        a.virtualNowMs.store(0);
     }
     for (const AlarmPtr& state : CreatedAlarms()) {
         const std::lock_guard<std::mutex> lock(state->lock);
@@ -280,8 +284,13 @@ void FireAlarms()
 {
     Alarms& a = A();
     const std::lock_guard<std::mutex> control(a.controlLock);
+    const bool threadless = detail::Scheduling() != detail::SchedulingMode::Real;
     for (const AlarmPtr& state : CreatedAlarms()) {
-        AskPost(state);
+        if (threadless) {
+            Post(*state);
+        } else {
+            AskPost(state);
+        }
     }
     detail::WaitNoPending();
 }
@@ -358,7 +367,10 @@ bool TCAlarm::CreateAlarm(TCTask* task, unsigned short eventId, unsigned long pe
     m_state = owned.release();
     SetOwnerTask(task);
     SetCreated(true);
-    if (!StartThread("TCAlarm")) {
+    // Under deterministic scheduling an alarm has no thread: the controls
+    // post its events when virtual time makes them due.
+    if (dakhost::detail::Scheduling() == dakhost::detail::SchedulingMode::Real &&
+        !StartThread("TCAlarm")) {
         {
             const std::lock_guard<std::mutex> lock(a.lock);
             a.created.erase(std::remove(a.created.begin(), a.created.end(), state),

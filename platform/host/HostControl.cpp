@@ -36,6 +36,7 @@ void Reset()
     tzset();
     detail::ResetProviders();
     detail::ResetRtc();
+    detail::ResetOsClocks();
     detail::ResetFrameworkFaults();
     detail::RestartAlarmPeriods();
     detail::ResetLogs();

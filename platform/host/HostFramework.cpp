@@ -46,6 +46,7 @@ struct Framework {
     std::vector<TCTask*> tasks;
 
     std::atomic<uint64_t> pending{0};
+    std::atomic<int> pendingFaults{0};  // times the count would have gone below zero
     // Threads in WaitNoPending; the last PendingSub wakes them only then.
     std::atomic<int> idleWaiters{0};
     std::mutex pendingLock;  // orders a waiter's check against the wake-up
@@ -53,6 +54,10 @@ struct Framework {
 
     std::atomic<bool> failMutexCreate{false};
     std::atomic<bool> failTaskCreate{false};
+
+    // Tasks without a thread (the fixed scheduling rule) that have had their
+    // start (t_Create) on the thread that runs them; guarded by `taskLock`.
+    std::vector<const TCTask*> inlineStarted;
 };
 
 // The send fault, read on every post: constant-initialised, so a post needs
@@ -76,9 +81,11 @@ thread_local bool tlsCreatingQueueMutex = false;
 void* ThreadEntry(void* arg)
 {
     auto* thread = static_cast<TCThread*>(arg);
+    dakhost::detail::ScheduleEnter(thread);
     tlsThread = thread;
     thread->t_Main();
     tlsThread = nullptr;
+    dakhost::detail::ScheduleLeave();
     return nullptr;
 }
 
@@ -135,6 +142,7 @@ struct TCQueueAccess {
         // Broadcast, since WaitIdle() callers sleep on the same condition.
         if (wasIdle) {
             pthread_cond_broadcast(&queue.m_qcond);
+            dakhost::detail::ScheduleWake(&queue);
         }
         return true;
     }
@@ -149,7 +157,75 @@ struct TCQueueAccess {
         return Store(task, event, receiver, front);
     }
     static void CloseAndDrop(TCQueue& queue, bool releaseBusy) { queue.CloseAndDrop(releaseBusy); }
+    static bool HasEvents(TCQueue& queue)
+    {
+        pthread_mutex_lock(&queue.m_qlock);
+        const bool any = queue.m_count > 0;
+        pthread_mutex_unlock(&queue.m_qlock);
+        return any;
+    }
 };
+
+namespace {
+
+bool InlineStarted(const Framework& f, const TCTask* task)
+{
+    return std::find(f.inlineStarted.begin(), f.inlineStarted.end(), task) != f.inlineStarted.end();
+}
+
+// The task made first that has work for the fixed rule: its start not yet
+// run, or an event queued.
+TCTask* NextInlineTask()
+{
+    Framework& f = F();
+    const std::lock_guard<std::mutex> lock(f.taskLock);
+    for (TCTask* task : f.tasks) {
+        if (!InlineStarted(f, task) || TCQueueAccess::HasEvents(*task)) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+// One turn of a task without a thread, on the calling thread as if on the
+// task's own: its start the first time, then one event. False once the
+// task's loop has ended (its queue is then closed, as its thread would
+// leave it) or the task destroyed itself.
+bool RunInline(TCTask& task)
+{
+    const TCThread* const savedThread = tlsThread;
+    const bool savedOnTask = tlsOnTaskThread;
+    tlsThread = &task;
+    tlsOnTaskThread = true;
+    bool first = false;
+    {
+        Framework& f = F();
+        const std::lock_guard<std::mutex> lock(f.taskLock);
+        first = !InlineStarted(f, &task);
+        if (first) {
+            f.inlineStarted.push_back(&task);
+        }
+    }
+    // Never reached from ~TCTask: it marks the task as exiting first, and a
+    // task that exits is not run here.
+    bool goesOn = true;
+    if (first) {
+        goesOn = task.t_Create();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+    }
+    if (goesOn && TCQueueAccess::HasEvents(task)) {
+        goesOn = task.ExecuteEvent();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+    }
+    const bool gone = tlsSelfDestroyed;
+    tlsSelfDestroyed = false;
+    if (!gone && !goesOn) {
+        TCQueueAccess::CloseAndDrop(task, true);
+    }
+    tlsThread = savedThread;
+    tlsOnTaskThread = savedOnTask;
+    return goesOn && !gone;
+}
+
+}  // namespace
 
 struct TCRWLockAccess {
     static int ReadHolds(const TCRWLock& lock)
@@ -174,10 +250,23 @@ void PendingSub(unsigned int n)
     uint64_t now = f.pending.load();
     uint64_t after = 0;
     do {
+        if (now < n) {
+            // More work done than was ever queued: the bookkeeping is wrong,
+            // and a WaitIdle() may have returned before the work was done.
+            // Counted and told, never hidden; the count stays at zero so that
+            // waiters are not stuck forever.
+            f.pendingFaults.fetch_add(1);
+            std::fprintf(stderr,
+                         "host platform: pending work count would go below zero (%llu - %u)\n",
+                         static_cast<unsigned long long>(now), n);
+        }
         after = now >= n ? now - n : 0;
     } while (!f.pending.compare_exchange_weak(now, after));
     // Both atomics are sequentially consistent: either this sees the waiter
     // counted, or the waiter, counted later, sees the counter at zero.
+    if (after == 0) {
+        dakhost::detail::ScheduleWake(&f.pending);
+    }
     if (after == 0 && f.idleWaiters.load() > 0) {
         {
             // A waiter between its check and its sleep holds the lock: taking
@@ -188,12 +277,29 @@ void PendingSub(unsigned int n)
     }
 }
 
+int PendingFaults()
+{
+    return F().pendingFaults.load();
+}
+
 void WaitNoPending()
 {
     if (tlsOnTaskThread) {
         return;
     }
     Framework& f = F();
+    if (Scheduling() == SchedulingMode::Fixed) {
+        while (TCTask* task = NextInlineTask()) {
+            RunInline(*task);
+        }
+        return;
+    }
+    if (CooperativeThread()) {
+        while (f.pending.load() != 0) {
+            ScheduleBlock(&f.pending);
+        }
+        return;
+    }
     if (f.pending.load() == 0) {
         return;
     }
@@ -209,11 +315,16 @@ PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent)
         return PostResult::Refused;
     }
     Framework& f = F();
-    const std::lock_guard<std::mutex> lock(f.taskLock);
-    if (std::find(f.tasks.begin(), f.tasks.end(), target) == f.tasks.end()) {
-        return PostResult::NotCreated;
+    PostResult result = PostResult::NotCreated;
+    {
+        const std::lock_guard<std::mutex> lock(f.taskLock);
+        if (std::find(f.tasks.begin(), f.tasks.end(), target) != f.tasks.end()) {
+            result = TCQueueAccess::Post(*target, event, urgent) ? PostResult::Posted
+                                                                 : PostResult::Refused;
+        }
     }
-    return TCQueueAccess::Post(*target, event, urgent) ? PostResult::Posted : PostResult::Refused;
+    SchedulePoint();
+    return result;
 }
 
 void ResetFrameworkFaults()
@@ -250,6 +361,16 @@ void FailTaskCreate(bool fail)
 void WaitIdle()
 {
     detail::WaitNoPending();
+}
+
+bool InTaskTurn()
+{
+    return tlsOnTaskThread;
+}
+
+int PendingFaults()
+{
+    return detail::PendingFaults();
 }
 
 int TaskCount()
@@ -311,6 +432,13 @@ void TCSemaphore::Take()
     if (!FlagCreate()) {
         return;
     }
+    if (dakhost::detail::CooperativeThread()) {
+        dakhost::detail::SchedulePoint();
+        while (sem_trywait(&m_sem) != 0) {
+            dakhost::detail::ScheduleBlock(this);
+        }
+        return;
+    }
     while (sem_wait(&m_sem) != 0 && errno == EINTR) {
     }
 }
@@ -321,6 +449,7 @@ void TCSemaphore::Give()
         return;
     }
     sem_post(&m_sem);
+    dakhost::detail::ScheduleWake(this);
 }
 
 void TCSemaphore::Destroy()
@@ -361,7 +490,14 @@ TCRWLock::~TCRWLock()
 
 void TCRWLock::RLock()
 {
-    pthread_rwlock_rdlock(&m_lock);
+    if (dakhost::detail::CooperativeThread()) {
+        dakhost::detail::SchedulePoint();
+        while (pthread_rwlock_tryrdlock(&m_lock) != 0) {
+            dakhost::detail::ScheduleBlock(this);
+        }
+    } else {
+        pthread_rwlock_rdlock(&m_lock);
+    }
     m_readHolds.fetch_add(1, std::memory_order_acq_rel);
 }
 
@@ -373,16 +509,25 @@ void TCRWLock::RUnlock()
     }
     m_readHolds.fetch_sub(1, std::memory_order_acq_rel);
     pthread_rwlock_unlock(&m_lock);
+    dakhost::detail::ScheduleWake(this);
 }
 
 void TCRWLock::WLock()
 {
+    if (dakhost::detail::CooperativeThread()) {
+        dakhost::detail::SchedulePoint();
+        while (pthread_rwlock_trywrlock(&m_lock) != 0) {
+            dakhost::detail::ScheduleBlock(this);
+        }
+        return;
+    }
     pthread_rwlock_wrlock(&m_lock);
 }
 
 void TCRWLock::WUnlock()
 {
     pthread_rwlock_unlock(&m_lock);
+    dakhost::detail::ScheduleWake(this);
 }
 
 // ---- thread ------------------------------------------------------------------------
@@ -408,7 +553,9 @@ bool TCThread::StartThread(const char* name)
         return false;
     }
     m_running = true;
+    dakhost::detail::ScheduleAdopt(this);
     if (pthread_create(&m_thread, nullptr, ThreadEntry, this) != 0) {
+        dakhost::detail::ScheduleForget(this);
         m_running = false;
         return false;
     }
@@ -428,7 +575,9 @@ void TCThread::JoinThread()
     if (IsOwnThread()) {
         pthread_detach(m_thread);
     } else {
+        dakhost::detail::ScheduleJoin(this);
         pthread_join(m_thread, nullptr);
+        dakhost::detail::ScheduleForget(this);
     }
     m_running = false;
 }
@@ -475,6 +624,7 @@ bool TCQueue::Delete(const TCHandler* handler, unsigned int* count)
     const bool nowIdle = removed > 0 && m_count == 0 && !m_busy;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
+    dakhost::detail::ScheduleWake(this);
     dakhost::detail::PendingSub(nowIdle ? 1U : 0U);
     if (count != nullptr) {
         *count = removed;
@@ -494,10 +644,20 @@ bool TCQueue::PushAt(const TSEvent& event, bool front)
 
 bool TCQueue::PopWait(TSEvent* event)
 {
+    const bool cooperative = dakhost::detail::CooperativeThread();
+    if (cooperative) {
+        dakhost::detail::SchedulePoint();
+    }
     pthread_mutex_lock(&m_qlock);
     // A closed queue still hands out what it holds, so that the events queued
     // before a stop are handled in order.
     while (m_count == 0 && m_open) {
+        if (cooperative) {
+            pthread_mutex_unlock(&m_qlock);
+            dakhost::detail::ScheduleBlock(this);
+            pthread_mutex_lock(&m_qlock);
+            continue;
+        }
         pthread_cond_wait(&m_qcond, &m_qlock);
     }
     if (m_count == 0) {
@@ -542,6 +702,7 @@ void TCQueue::Close()
     m_open = false;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
+    dakhost::detail::ScheduleWake(this);
 }
 
 void TCQueue::CloseAndDrop(bool releaseBusy)
@@ -557,6 +718,7 @@ void TCQueue::CloseAndDrop(bool releaseBusy)
     const bool nowIdle = !wasIdle && !m_busy;
     pthread_mutex_unlock(&m_qlock);
     pthread_cond_broadcast(&m_qcond);
+    dakhost::detail::ScheduleWake(this);
     dakhost::detail::PendingSub(nowIdle ? 1U : 0U);
 }
 
@@ -581,6 +743,9 @@ TCTask::~TCTask()
 {
     if (FlagCreate()) {
         Report("FlagCreate() == false", __LINE__);
+        // The handlers are gone with the derived object: nothing more is
+        // handled, as after the stop event.
+        m_exitRequested = true;
         TCTask::Destroy();
     }
 }
@@ -619,7 +784,11 @@ bool TCTask::Create(const char* name, unsigned int /*priority*/, unsigned long /
             TCQueue::Destroy();
             throw;
         }
-        if (!StartThread(m_name)) {
+        // Under the fixed scheduling rule a task has no thread: the thread
+        // that waits for idle runs its turns.
+        const bool threadless =
+            dakhost::detail::Scheduling() == dakhost::detail::SchedulingMode::Fixed;
+        if (!threadless && !StartThread(m_name)) {
             lock.unlock();
             TCQueue::Destroy();
             return false;
@@ -685,6 +854,18 @@ void TCTask::Destroy()
         JoinThread();
     } else {
         Close();
+        if (!IsThreadRunning() && !m_exitRequested) {
+            // Without a thread: what was queued before the stop is handled
+            // here, as the thread would have handled it before ending.
+            while (RunInline(*this)) {
+                if (!TCQueueAccess::HasEvents(*this)) {
+                    break;
+                }
+            }
+            if (!FlagCreate()) {
+                return;  // a handler destroyed its task meanwhile
+            }
+        }
         JoinThread();
         TCQueueAccess::CloseAndDrop(*this, true);
     }
@@ -692,6 +873,8 @@ void TCTask::Destroy()
     {
         const std::lock_guard<std::mutex> lock(f.taskLock);
         f.tasks.erase(std::remove(f.tasks.begin(), f.tasks.end(), this), f.tasks.end());
+        f.inlineStarted.erase(std::remove(f.inlineStarted.begin(), f.inlineStarted.end(), this),
+                              f.inlineStarted.end());
     }
     SetCreated(false);
     TCQueue::Destroy();
@@ -761,5 +944,7 @@ bool TCTask::Send(TSEvent* event, bool urgent, bool /*wait*/)
         Report("FlagCreate() == true", __LINE__);
         return false;
     }
-    return TCQueueAccess::Post(*target, *event, urgent);
+    const bool posted = TCQueueAccess::Post(*target, *event, urgent);
+    dakhost::detail::SchedulePoint();
+    return posted;
 }

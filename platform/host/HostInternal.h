@@ -16,6 +16,8 @@ namespace dakhost::detail {
 // ---- pending work: the tasks with a queued event or a handler running ----
 void PendingAdd(unsigned int n);
 void PendingSub(unsigned int n);
+// How often PendingSub found less work pending than it was told was done.
+int PendingFaults();
 // Blocks until no work is pending (returns at once on a task's own thread,
 // which cannot wait for itself).
 void WaitNoPending();
@@ -25,6 +27,28 @@ void WaitNoPending();
 // the live tasks before it is used, so a task already gone is safe to name.
 enum class PostResult { Posted, Refused, NotCreated };
 PostResult PostEvent(TCTask* target, const TSEvent& event, bool urgent);
+
+// ---- scheduling (HostScheduler.cpp) ----
+enum class SchedulingMode { Real, Fixed, Seeded };
+SchedulingMode Scheduling();
+// This thread passes the baton (seeded scheduling, a simulated thread).
+bool CooperativeThread();
+// A point where the generator may hand the baton to another thread.
+void SchedulePoint();
+// The caller cannot go on until ScheduleWake(key): the baton goes to a
+// runnable thread and comes back once the caller is woken and chosen. The
+// caller checks its condition again, holding no lock across the call.
+void ScheduleBlock(const void* key);
+void ScheduleWake(const void* key);
+// A thread made by a simulated thread joins the simulation: the creator
+// adopts it before starting it, the new thread enters (waits for its first
+// turn) and leaves when it ends; a joiner waits for its end cooperatively
+// and then forgets it. Each is a no-op outside seeded scheduling.
+void ScheduleAdopt(const void* owner);
+void ScheduleEnter(const void* owner);
+void ScheduleLeave();
+void ScheduleJoin(const void* owner);
+void ScheduleForget(const void* owner);
 
 // ---- faults of the framework ----
 void ResetFrameworkFaults();
@@ -43,6 +67,9 @@ void MovePlatformClockMs(uint64_t ms);
 void MoveRtcMs(uint64_t ms);
 void ResetClocks();
 void ResetRtc();
+// The process clock, when it is virtual; nothing otherwise.
+void MoveProcessClockMs(uint64_t ms);
+void ResetOsClocks();
 
 // ---- observer (null: none) ----
 dakhost::Observer* CurrentObserver();

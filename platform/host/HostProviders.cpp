@@ -203,9 +203,11 @@ void CallBack(int param, int value)
                     --entry.inFlight;
                 }
                 p.callbackDone.notify_all();
+                dakhost::detail::ScheduleWake(&p.callbackDone);
             }
         };
         const InFlight counted{p, *entry};
+        dakhost::detail::SchedulePoint();
         entry->subscriber->OnVConfCallback(
             static_cast<IVConfCallbackSubscriber::EVConfParam>(param), &data);
     }
@@ -320,6 +322,12 @@ void TCVConfCallbackManager::UnSubscribe(IVConfCallbackSubscriber::EVConfParam p
     // thread is inside cannot be waited for.
     const auto own =
         static_cast<int>(std::count(tlsCallbacks.begin(), tlsCallbacks.end(), entry.get()));
+    // A simulated thread that waits lets the callback's thread go on.
+    while (dakhost::detail::CooperativeThread() && entry->inFlight > own) {
+        lock.unlock();
+        dakhost::detail::ScheduleBlock(&p.callbackDone);
+        lock.lock();
+    }
     p.callbackDone.wait(lock, [&entry, own] { return entry->inFlight <= own; });
 }
 

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "Common/DakLog.h"
+#include "DakOs.h"
 #include "TCAgentMgr.h"
 #include "TCObjectFactory.h"
 #include "TCVConfProvider.h"
@@ -69,7 +70,7 @@ void TCStreamClock::m_Initialize()
 bool TCStreamClock::m_GetBaseClock(unsigned long* pBase)
 {
     timespec now{};
-    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+    if (dakos::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
         DAK_PRINT(5, "Error clock_gettime : %d", errno);
         return false;
     }

@@ -1,14 +1,13 @@
 // The hardware clock "/dev/rtc0": opened for each request and closed before
 // the request returns. The clock holds UTC.
 
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
+#include <linux/rtc.h>
 
 #include <cstddef>
 #include <ctime>
 
 #include "Common/DakLog.h"
+#include "DakOs.h"
 #include "SystemTimeManager/RtcCalendar.h"
 #include "SystemTimeManager/TCSystemTimeManager.h"
 #include "TCTimeUtility.h"
@@ -36,15 +35,15 @@ constexpr const char* kRtcDevice = "/dev/rtc0";
 
 bool TCSystemTimeManager::t_GetRTCTime(unsigned long* utc)
 {
-    const int fd = open(kRtcDevice, O_RDONLY);
+    const int fd = dakos::open(kRtcDevice, O_RDONLY);
     if (fd == -1) {
         DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
         DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
         return false;
     }
     rtc_time rtcTm{};
-    const int ret = ioctl(fd, RTC_RD_TIME, &rtcTm);
-    (void)close(fd);
+    const int ret = dakos::ioctl(fd, RTC_RD_TIME, &rtcTm);
+    (void)dakos::close(fd);
     if (ret == -1) {
         DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
         DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
@@ -91,14 +90,14 @@ bool TCSystemTimeManager::t_SetRTCTime(unsigned long utc)
                "rtc_tm.tm_mday=%d",
                static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon, date.tm_mday);
 
-    const int fd = open(kRtcDevice, O_RDWR);
+    const int fd = dakos::open(kRtcDevice, O_RDWR);
     if (fd == -1) {
         DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
         DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
         return false;
     }
-    const int ret = ioctl(fd, RTC_SET_TIME, &date);
-    (void)close(fd);
+    const int ret = dakos::ioctl(fd, RTC_SET_TIME, &date);
+    (void)dakos::close(fd);
     if (ret == -1) {
         DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");
         DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");

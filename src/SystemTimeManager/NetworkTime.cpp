@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "Common/DakLog.h"
+#include "DakOs.h"
 #include "SystemTimeManager/TCSystemTimeManager.h"
 #include "TCVConfProvider.h"
 
@@ -55,7 +56,7 @@ bool TCSystemTimeManager::t_SetSystemTimeByNetworkTime()
 {
     DAK_PROFILE("t_SetSystemTimeByNetworkTime[BEGIN]");
     timeval tv{};
-    const int getTimeOfDay = gettimeofday(&tv, nullptr);
+    const int getTimeOfDay = dakos::gettimeofday(&tv);
     const bool networkSet = TCVConfProvider::IsNetworkSet();
     if (getTimeOfDay != 0 || !networkSet) {
         DAK_PRINTF(1,
@@ -110,7 +111,7 @@ int TCSystemTimeManager::t_GetNetworkDst()
 {
     time_t cur = -1;
     tm date{};
-    if (time(&cur) == static_cast<time_t>(-1)) {
+    if (dakos::time(&cur) == static_cast<time_t>(-1)) {
         DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] time(&cur) returned -1");
         DAK_PRINTF(1, "GetNetworkDst] time(&cur) returned -1");
         return 0;

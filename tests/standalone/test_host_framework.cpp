@@ -108,8 +108,13 @@ protected:
         dakhost::Reset();
         dakhost::UseVirtualTime(true);
         dakhost::SetLogToStderr(false);
+        faultsBefore = dakhost::PendingFaults();
         ASSERT_TRUE(task.Create("RecordingTask", 60, 8192, 0));
     }
+    // Every post, handling and wait of a test keeps the pending-work count
+    // whole: WaitIdle() can trust it.
+    void TearDown() override { EXPECT_EQ(dakhost::PendingFaults(), faultsBefore); }
+    int faultsBefore = 0;
 
     // Keeps the task inside a handler until task.release.Open().
     void Hold()

@@ -1,10 +1,10 @@
-// The fake "/dev/rtc0", reached through the C library's open, ioctl and close
-// exactly as the time service reaches it, and the files it must leave alone.
+// The fake "/dev/rtc0", reached through the operating-system seam's open,
+// ioctl and close exactly as the time service reaches it, and the files it
+// hands on to the C library.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/rtc.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "DakHostControl.h"
+#include "DakOs.h"
 
 namespace {
 
@@ -31,12 +32,12 @@ protected:
 // the step that failed.
 int Request(unsigned long request, rtc_time* tm)
 {
-    const int fd = open("/dev/rtc0", request == RTC_RD_TIME ? O_RDONLY : O_RDWR);
+    const int fd = dakos::open("/dev/rtc0", request == RTC_RD_TIME ? O_RDONLY : O_RDWR);
     if (fd == -1) {
         return errno;
     }
-    const int error = ioctl(fd, request, tm) == 0 ? 0 : errno;
-    EXPECT_EQ(close(fd), 0);
+    const int error = dakos::ioctl(fd, request, tm) == 0 ? 0 : errno;
+    EXPECT_EQ(dakos::close(fd), 0);
     return error;
 }
 
@@ -89,28 +90,32 @@ TEST_F(HostRtc, FailuresReportTheirErrorAndChangeNothing)
     EXPECT_EQ(dakhost::RtcWrites(), 0);
 }
 
-TEST_F(HostRtc, OtherFilesReachTheKernel)
+TEST_F(HostRtc, OtherFilesAndDescriptorsReachTheKernel)
 {
     char path[] = "/tmp/dak-host-rtc-XXXXXX";
     const int made = mkstemp(path);
     ASSERT_GE(made, 0);
     ASSERT_EQ(close(made), 0);
-    ASSERT_EQ(unlink(path), 0);
 
-    // open with O_CREAT takes its mode from the variable arguments.
-    const mode_t mask = umask(022);
-    const int fd = open(path, O_CREAT | O_EXCL | O_RDWR, 0640);
-    umask(mask);
+    const int fd = dakos::open(path, O_RDWR);
     ASSERT_GE(fd, 0) << errno;
-    struct stat info {};
-    ASSERT_EQ(fstat(fd, &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0640U);
     rtc_time tm{};
-    EXPECT_EQ(ioctl(fd, RTC_RD_TIME, &tm), -1);  // not a clock
+    EXPECT_EQ(dakos::ioctl(fd, RTC_RD_TIME, &tm), -1);  // not a clock
     EXPECT_EQ(errno, ENOTTY);
     EXPECT_EQ(write(fd, "x", 1), 1);
-    EXPECT_EQ(close(fd), 0);
+    EXPECT_EQ(dakos::close(fd), 0);
     EXPECT_EQ(unlink(path), 0);
+
+    // A clock's descriptor is never one the kernel gave out, and once
+    // closed it is no longer the clock.
+    const int clock = dakos::open("/dev/rtc0", O_RDONLY);
+    ASSERT_GE(clock, 0);
+    EXPECT_EQ(fcntl(clock, F_GETFD), -1);
+    EXPECT_EQ(dakos::close(clock), 0);
+    EXPECT_EQ(dakos::ioctl(clock, RTC_RD_TIME, &tm), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(dakos::close(clock), -1);
+    EXPECT_EQ(errno, EBADF);
 }
 
 }  // namespace

@@ -1,13 +1,20 @@
-// Alarms of the host platform in virtual time: Advance() firing at the exact
-// moments, re-arming, FireAlarms() and destruction.
+// Time on the host platform: alarms in virtual time (Advance() firing at the
+// exact moments, re-arming, FireAlarms() and destruction) and on the real
+// clock, and the clocks the library reads through the operating-system seam.
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <ctime>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "DakHostControl.h"
+#include "DakOs.h"
 #include "TCAlarm.h"
 #include "TCTask.h"
 
@@ -32,6 +39,7 @@ public:
             const std::lock_guard<std::mutex> lock(m_lock);
             m_fired.emplace_back(event->eventId, dakhost::PlatformClock() - kStart);
         }
+        m_changed.notify_all();
         if (event->eventId == 1) {
             TSEvent next;
             next.receiver = this;
@@ -47,8 +55,17 @@ public:
         return m_fired;
     }
 
+    // Waits for `count` handled events, at most `limit`; false when they
+    // did not come.
+    bool WaitFired(size_t count, std::chrono::seconds limit)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, limit, [&] { return m_fired.size() >= count; });
+    }
+
 private:
     std::mutex m_lock;
+    std::condition_variable m_changed;
     std::vector<Firing> m_fired;
 };
 
@@ -111,6 +128,67 @@ TEST_F(HostTime, FireAlarmsKeepsThePeriodAndDestroyStopsTheAlarm)
     dakhost::Advance(120000);
     dakhost::FireAlarms();
     EXPECT_EQ(task.Fired().size(), 2U);
+}
+
+TEST_F(HostTime, OnTheRealClockAnAlarmFiresByItselfAfterItsPeriod)
+{
+    dakhost::UseVirtualTime(false);
+    const auto started = std::chrono::steady_clock::now();
+    ASSERT_TRUE(alarm.Create(&task, 3, 50, -1));
+    // Generous: the bound only stops a broken alarm from hanging the test.
+    ASSERT_TRUE(task.WaitFired(2, std::chrono::seconds(60)));
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(100));
+    EXPECT_EQ(task.Fired()[0].first, 3U);
+    alarm.Destroy();
+}
+
+long long MonotonicSeconds()
+{
+    timespec now{};
+    EXPECT_EQ(dakos::clock_gettime(CLOCK_MONOTONIC, &now), 0);
+    return static_cast<long long>(now.tv_sec);
+}
+
+TEST_F(HostTime, TheMonotonicClockMovesWithAdvanceOnly)
+{
+    EXPECT_EQ(MonotonicSeconds(), 100);  // a fresh platform in virtual time
+    dakhost::Advance(90500);
+    EXPECT_EQ(dakhost::MonotonicMs(), 190500U);
+    EXPECT_EQ(MonotonicSeconds(), 190);
+    dakhost::SetPlatformClock(kStart - 86400);
+    dakhost::SetRtc(kStart + 86400);
+    EXPECT_EQ(MonotonicSeconds(), 190);
+
+    dakhost::FailMonotonic(EINVAL);
+    timespec now{};
+    EXPECT_EQ(dakos::clock_gettime(CLOCK_MONOTONIC, &now), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(dakos::clock_gettime(CLOCK_REALTIME, &now), 0);  // other clocks are the kernel's
+    dakhost::Reset();
+    EXPECT_EQ(dakos::clock_gettime(CLOCK_MONOTONIC, &now), 0);
+}
+
+TEST_F(HostTime, TheProcessClockIsTheMachinesUntilSetThenMovesWithAdvance)
+{
+    timeval now{};
+    ASSERT_EQ(dakos::gettimeofday(&now), 0);
+    EXPECT_GT(now.tv_sec, static_cast<time_t>(1700000000));  // the machine's own time
+    EXPECT_FALSE(dakhost::ProcessClock().has_value());
+
+    dakhost::SetProcessClock(int64_t{kStart} * 1000 + 250);
+    dakhost::Advance(1000);
+    ASSERT_EQ(dakos::gettimeofday(&now), 0);
+    EXPECT_EQ(now.tv_sec, static_cast<time_t>(kStart + 1));
+    EXPECT_EQ(now.tv_usec, 250000);
+    time_t seconds = 0;
+    EXPECT_EQ(dakos::time(&seconds), static_cast<time_t>(kStart + 1));
+    EXPECT_EQ(seconds, static_cast<time_t>(kStart + 1));
+
+    dakhost::FailProcessClock(EFAULT);
+    EXPECT_EQ(dakos::gettimeofday(&now), -1);
+    EXPECT_EQ(dakos::time(nullptr), static_cast<time_t>(-1));
+    dakhost::Reset();
+    EXPECT_FALSE(dakhost::ProcessClock().has_value());
 }
 
 }  // namespace

@@ -47,6 +47,7 @@ void DakTest::SetUp()
     dakhost::Reset();
     dakhost::UseVirtualTime(true);
     dakhost::SetLogToStderr(false);
+    m_pendingFaults = dakhost::PendingFaults();
 }
 
 void DakTest::TearDown()
@@ -54,4 +55,6 @@ void DakTest::TearDown()
     TIStreamClock::Exit();
     TISystemTimeManager::Exit();
     dakhost::CaptureStdout(false);
+    EXPECT_EQ(dakhost::PendingFaults(), m_pendingFaults)
+        << "the host framework counted more handled work than was queued";
 }

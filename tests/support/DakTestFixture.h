@@ -27,4 +27,7 @@ class DakTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
+
+private:
+    int m_pendingFaults = 0;
 };

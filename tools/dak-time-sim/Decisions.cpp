@@ -111,7 +111,9 @@ void Decisions::Line(const dakhost::LogLine& line)
         return;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
-    const bool onCallThread = std::this_thread::get_id() == m_callThread;
+    // A task's handler may run on the caller's thread (the fixed scheduling
+    // rule): what counts is whose turn it is.
+    const bool onCallThread = !dakhost::InTaskTurn();
     const std::string& text = line.text;
     const std::string& function = line.function;
 

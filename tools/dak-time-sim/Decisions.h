@@ -9,7 +9,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "DakHostControl.h"
 
@@ -50,7 +49,6 @@ private:
 
     std::function<void(const Setting&)> m_onSetting;
     std::function<void(const Sync&)> m_onSync;
-    const std::thread::id m_callThread = std::this_thread::get_id();
 
     std::mutex m_lock;
     std::optional<int64_t> m_callType;  // of the running call step

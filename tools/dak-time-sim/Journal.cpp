@@ -60,18 +60,27 @@ void Journal::Write(const TraceRecord& record)
     }
 }
 
-void Journal::BeginFile(const std::string& name)
+void Journal::BeginFile(const std::string& name, std::optional<uint32_t> seed)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_file = name;
     const Moment moment = Now();
     if (m_timeline != nullptr) {
-        m_timeline->BeginFile(name, moment);
+        // The picture names the seed beside the file, as the header does.
+        m_timeline->BeginFile(seed ? name + "  (seed " + std::to_string(*seed) + ")" : name,
+                              moment);
         m_timeline->Clocks(moment, dakhost::Rtc());
         m_timeline->Reason(moment, dakhost::GetSetting(dakhost::Setting::Reason));
         m_timeline->AutoClock(moment, dakhost::GetSetting(dakhost::Setting::AutoClockType));
     }
-    Write(TraceRecord("file", moment, m_file).Int("rtc", dakhost::Rtc()));
+    TraceRecord record("file", moment, m_file);
+    record.Int("rtc", dakhost::Rtc());
+    if (seed) {
+        record.Text("scheduling", "seeded").Int("seed", *seed);
+    } else {
+        record.Text("scheduling", "fixed");
+    }
+    Write(record);
 }
 
 void Journal::EndFile(int passed, int failed)

@@ -27,7 +27,8 @@ public:
     // Whether anything records (the trace or the timeline).
     bool Recording() const { return m_trace != nullptr || m_timeline != nullptr; }
 
-    void BeginFile(const std::string& name);
+    // `seed`: the seed that chooses the interleavings; none: the fixed rule.
+    void BeginFile(const std::string& name, std::optional<uint32_t> seed);
     void EndFile(int passed, int failed);
 
     // Each returns the moment it stamped, for the printed line.

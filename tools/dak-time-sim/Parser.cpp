@@ -427,6 +427,13 @@ void ParseSet(LineReader& reader, Step& step)
     } else if (name == "clock") {
         step.kind = StepKind::SetClock;
         step.time = Time(reader.Next("time"), Tolerance::Refused);
+    } else if (name == "processclock") {
+        step.kind = StepKind::SetProcessClock;
+        const Word& word = reader.Next("process clock time or real");
+        step.flag = SameWord(word.text, "real");
+        if (!step.flag) {
+            step.time = Time(word, Tolerance::Refused);
+        }
     } else if (name == "tzagent") {
         step.kind = StepKind::SetTzAgent;
         const Word& first = reader.Next("REGION=OFFSET, refuse, none or other");
@@ -500,6 +507,8 @@ void ParseFail(LineReader& reader, Step& step)
         {"rtcwrite", StepKind::FailRtcWrite, false},
         {"clockget", StepKind::FailClockGet, true},
         {"clockset", StepKind::FailClockSet, true},
+        {"monotonic", StepKind::FailMonotonic, false},
+        {"processclock", StepKind::FailProcessClock, false},
         {"send", StepKind::FailSend, false},
         {"mutex", StepKind::FailMutex, false},
         {"taskcreate", StepKind::FailTaskCreate, false},

@@ -3,7 +3,9 @@
 
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "Journal.h"
 #include "Moment.h"
@@ -19,11 +21,20 @@ struct RunOptions {
     int logLevel = 5;    // log lines above this level are not printed
     TraceFile* trace = nullptr;
     Timeline* timeline = nullptr;
+    // Interleavings chosen by a generator seeded by this; none: the fixed rule.
+    std::optional<uint32_t> seed;
+};
+
+// An expectation (or a step) that failed: its line and the step as written.
+struct Failure {
+    int line = 0;
+    std::string step;
 };
 
 struct Tally {
     int passed = 0;
     int failed = 0;
+    std::vector<Failure> failures;  // in the order they failed
 };
 
 class Runner {
@@ -42,6 +53,8 @@ public:
     void Print(const std::string& text);
     // The same, led by the virtual moment it tells of.
     void PrintAt(const Moment& moment, const std::string& text);
+    // Whether the output is a terminal (log lines are then coloured).
+    bool Colour() const { return m_colour; }
 
 private:
     FILE* m_out;

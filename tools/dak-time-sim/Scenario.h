@@ -39,6 +39,7 @@ enum class StepKind {
     SetRtcAbsent,
     SetRtcRaw,
     SetClock,
+    SetProcessClock,  // flag: back to the machine's clock; otherwise time
     SetTzAgent,
     SetUpdateAgent,
     SetEventManager,
@@ -47,6 +48,8 @@ enum class StepKind {
     FailRtcWrite,
     FailClockGet,
     FailClockSet,
+    FailMonotonic,
+    FailProcessClock,
     FailSend,
     FailMutex,
     FailTaskCreate,

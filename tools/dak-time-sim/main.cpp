@@ -2,7 +2,8 @@
 // files. With no file it runs the built-in default scenario, a day in the
 // life of a set.
 //
-//   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg] [FILE...]
+//   dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl] [--timeline FILE.svg]
+//                [--seed N | --seeds A-B] [FILE...]
 //   dak-time-sim --version | --help
 //   dak-time-sim tables [--json] CAPTURE.ts
 //
@@ -19,6 +20,7 @@
 #include <exception>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <variant>
@@ -33,6 +35,7 @@
 #include "TablesCommand.h"
 #endif
 #include "Runner.h"
+#include "SeedSweep.h"
 #include "Timeline.h"
 #include "Trace.h"
 #include "Vocabulary.h"
@@ -47,7 +50,7 @@ void Usage(FILE* to)
 {
     std::fputs(
         "usage: dak-time-sim [--quiet] [--log-level N] [--trace FILE.jsonl]\n"
-        "                    [--timeline FILE.svg] [FILE...]\n"
+        "                    [--timeline FILE.svg] [--seed N | --seeds A-B] [FILE...]\n"
         "       dak-time-sim --version | --help\n"
         "       dak-time-sim tables [--json] CAPTURE.ts\n"
         "  Runs each scenario FILE from a fresh platform and library state, in\n"
@@ -59,6 +62,11 @@ void Usage(FILE* to)
         "  --trace FILE.jsonl   write one JSON object a line for everything that\n"
         "                       happened (steps, log lines, settings, syncs, ...)\n"
         "  --timeline FILE.svg  draw the run over virtual time as an SVG picture\n"
+        "  --seed N             let a generator seeded by N choose which thread runs\n"
+        "                       at each point where one may block or post; without\n"
+        "                       it a fixed rule chooses and every run prints the same\n"
+        "  --seeds A-B          run each FILE under every seed from A to B and report\n"
+        "                       which seeds fail which expectations\n"
         "  --version            the program's and the loaded library's version\n"
         "  tables               list a capture's time tables, one a line (--json:\n"
         "                       JSON Lines); exit 2 when it is not a transport stream\n"
@@ -134,6 +142,8 @@ int Run(int argc, char** argv)
     std::vector<std::string> paths;
     std::string tracePath;
     std::string timelinePath;
+    std::string seedText;
+    std::string seedsText;
     const std::vector<std::string> args(argv + 1, argv + argc);
 #if DAK_SIM_CAPTURE
     if (!args.empty() && args[0] == "tables") {
@@ -143,7 +153,9 @@ int Run(int argc, char** argv)
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||
-            OptionValue(args, i, "--timeline", timelinePath)) {
+            OptionValue(args, i, "--timeline", timelinePath) ||
+            OptionValue(args, i, "--seeds", seedsText) ||
+            OptionValue(args, i, "--seed", seedText)) {
             continue;
         }
         if (arg == "--version") {
@@ -178,6 +190,25 @@ int Run(int argc, char** argv)
             return kExitBadInput;
         } else {
             paths.push_back(arg);
+        }
+    }
+
+    std::optional<daksim::SeedRange> seeds;
+    if (!seedText.empty() && !seedsText.empty()) {
+        std::fputs("dak-time-sim: --seed and --seeds exclude each other\n", stderr);
+        return kExitBadInput;
+    }
+    if (!seedText.empty() || !seedsText.empty()) {
+        const std::string& text = seedText.empty() ? seedsText : seedText;
+        seeds = daksim::ParseSeedRange(text);
+        if (!seeds || (!seedText.empty() && seeds->first != seeds->last)) {
+            std::fprintf(stderr, "dak-time-sim: bad seed '%s' (0 to 4294967295%s)\n", text.c_str(),
+                         seedText.empty() ? ", A-B with A <= B" : "");
+            return kExitBadInput;
+        }
+        if (!seedText.empty()) {
+            options.seed = seeds->first;
+            seeds.reset();
         }
     }
 
@@ -263,7 +294,11 @@ int Run(int argc, char** argv)
     }
 
     daksim::Tally total;
-    {
+    if (seeds) {
+        total = daksim::SweepSeeds(out, scripts, *seeds, options);
+        std::fprintf(out, "%d runs: %d held every expectation, %d failed\n",
+                     total.passed + total.failed, total.passed, total.failed);
+    } else {
         daksim::Runner runner(out, options);
         for (const daksim::Script& script : scripts) {
             const daksim::Tally tally = runner.Run(script);
@@ -271,7 +306,8 @@ int Run(int argc, char** argv)
             total.failed += tally.failed;
         }
         runner.Print(std::to_string(total.passed) + " passed, " + std::to_string(total.failed) +
-                     " failed");
+                     " failed" +
+                     (options.seed ? " (seed " + std::to_string(*options.seed) + ")" : ""));
     }
     std::fclose(out);
 

@@ -1,0 +1,360 @@
+// Deterministic scheduling of the host platform's threads.
+//
+// Real scheduling (the default) leaves the threads to the workstation. Under
+// deterministic scheduling one simulated thread runs at a time:
+//
+// - With the fixed rule, tasks get no thread of their own. The thread that
+//   turned the mode on (the controller) runs on; the queued events are
+//   handled on it, task by task in creation order and each in queue order,
+//   when it waits for idle, lets the tasks run, moves virtual time or
+//   destroys a task. The framework does that part; this file only keeps the
+//   mode.
+// - With a seed, every task has its thread, but the threads pass one baton
+//   between them. At each point where the platform lets a thread block or
+//   post, the holder asks a generator seeded by the seed which runnable
+//   thread goes on; a thread that cannot go on (an empty queue, a taken
+//   semaphore or lock, a thread it joins, an idle it waits for) hands the
+//   baton to one that can. The seed also sets how often the holder keeps
+//   the baton when it may, so that a sweep of seeds sees threads run far
+//   ahead as well as switch often. The choice is std::mt19937 (its sequence
+//   is fixed by the C++ standard) reduced to a range by rejection here, so
+//   the same seed chooses alike on every library and word size.
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <vector>
+
+#include "DakHostControl.h"
+#include "HostInternal.h"
+
+namespace {
+
+using dakhost::detail::SchedulingMode;
+
+struct SimThread {
+    const void* owner = nullptr;  // the TCThread; null for the controller
+    std::condition_variable turn;
+    bool runnable = true;
+    bool ended = false;
+    const void* waitingOn = nullptr;
+};
+
+struct Scheduler {
+    std::mutex lock;
+    // The controller first, then the threads in the order they were made.
+    std::vector<std::unique_ptr<SimThread>> threads;
+    SimThread* current = nullptr;
+    std::mt19937 generator;
+    uint32_t seed = 0;
+    // How often (in percent) a thread that may go on at a point keeps the
+    // baton; drawn from the seed, so that some seeds let a thread run far
+    // ahead of the others and some switch at almost every point.
+    uint32_t stayPercent = 0;
+    uint64_t choices = 0;
+    bool stuckReported = false;
+};
+
+std::atomic<SchedulingMode> g_mode{SchedulingMode::Real};
+
+Scheduler& S()
+{
+    static auto* const scheduler = new Scheduler;
+    return *scheduler;
+}
+
+thread_local SimThread* tlsSim = nullptr;
+
+// A number below `n` (n > 0) from the generator, alike on every platform.
+uint32_t Below(std::mt19937& generator, uint32_t n)
+{
+    const uint64_t range = uint64_t{1} << 32U;
+    const uint64_t limit = range - range % n;
+    uint64_t draw = 0;
+    do {
+        draw = static_cast<uint32_t>(generator());
+    } while (draw >= limit);
+    return static_cast<uint32_t>(draw % n);
+}
+
+// The stay rates a seed picks from.
+constexpr uint32_t kStayPercents[] = {0, 50, 80, 95};
+
+// The next holder among the runnable threads; null when none can run. A
+// runnable `self` keeps the baton at the seed's stay rate.
+SimThread* Choose(Scheduler& s, SimThread* self)
+{
+    std::vector<SimThread*> runnable;
+    for (const auto& thread : s.threads) {
+        if (thread->runnable && !thread->ended) {
+            runnable.push_back(thread.get());
+        }
+    }
+    if (runnable.empty()) {
+        return nullptr;
+    }
+    if (runnable.size() == 1) {
+        return runnable.front();
+    }
+    ++s.choices;
+    if (self != nullptr && self->runnable && Below(s.generator, 100) < s.stayPercent) {
+        return self;
+    }
+    return runnable[Below(s.generator, static_cast<uint32_t>(runnable.size()))];
+}
+
+// Gives the baton to `next` and waits until it comes back to `self`.
+void HandOver(Scheduler& s, std::unique_lock<std::mutex>& lock, SimThread* self, SimThread* next)
+{
+    if (next == self) {
+        return;
+    }
+    s.current = next;
+    next->turn.notify_one();
+    self->turn.wait(lock, [&s, self] { return s.current == self; });
+}
+
+void ReportStuck(Scheduler& s)
+{
+    if (!s.stuckReported) {
+        s.stuckReported = true;
+        std::fprintf(stderr, "dakhost: every simulated thread waits and none can go on (seed %u)\n",
+                     static_cast<unsigned>(s.seed));
+    }
+}
+
+bool Cooperating()
+{
+    return g_mode.load(std::memory_order_relaxed) == SchedulingMode::Seeded && tlsSim != nullptr;
+}
+
+SimThread* Find(Scheduler& s, const void* owner)
+{
+    for (const auto& thread : s.threads) {
+        if (thread->owner == owner) {
+            return thread.get();
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+namespace dakhost::detail {
+
+SchedulingMode Scheduling()
+{
+    return g_mode.load(std::memory_order_relaxed);
+}
+
+bool CooperativeThread()
+{
+    return Cooperating();
+}
+
+void SchedulePoint()
+{
+    if (!Cooperating()) {
+        return;
+    }
+    Scheduler& s = S();
+    std::unique_lock<std::mutex> lock(s.lock);
+    SimThread* next = Choose(s, tlsSim);
+    if (next != nullptr) {
+        HandOver(s, lock, tlsSim, next);
+    }
+}
+
+void ScheduleBlock(const void* key)
+{
+    if (!Cooperating()) {
+        return;
+    }
+    Scheduler& s = S();
+    std::unique_lock<std::mutex> lock(s.lock);
+    SimThread* self = tlsSim;
+    self->runnable = false;
+    self->waitingOn = key;
+    SimThread* next = Choose(s, nullptr);
+    if (next == nullptr) {
+        // A real deadlock of the simulated threads: it hangs as it would on
+        // a set, but says so first.
+        ReportStuck(s);
+    } else {
+        s.current = next;
+        next->turn.notify_one();
+    }
+    self->turn.wait(lock, [&s, self] { return s.current == self; });
+}
+
+void ScheduleWake(const void* key)
+{
+    if (Scheduling() != SchedulingMode::Seeded) {
+        return;
+    }
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    for (const auto& thread : s.threads) {
+        if (!thread->runnable && thread->waitingOn == key) {
+            thread->runnable = true;
+            thread->waitingOn = nullptr;
+        }
+    }
+}
+
+void ScheduleAdopt(const void* owner)
+{
+    if (!Cooperating()) {
+        return;
+    }
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    // An object made where an ended thread's object was takes its place.
+    for (auto it = s.threads.begin(); it != s.threads.end(); ++it) {
+        if ((*it)->owner == owner) {
+            s.threads.erase(it);
+            break;
+        }
+    }
+    auto thread = std::make_unique<SimThread>();
+    thread->owner = owner;
+    s.threads.push_back(std::move(thread));
+}
+
+void ScheduleEnter(const void* owner)
+{
+    if (Scheduling() != SchedulingMode::Seeded) {
+        return;
+    }
+    Scheduler& s = S();
+    std::unique_lock<std::mutex> lock(s.lock);
+    SimThread* self = Find(s, owner);
+    if (self == nullptr) {
+        return;  // made by a thread outside the simulation: runs freely
+    }
+    tlsSim = self;
+    self->turn.wait(lock, [&s, self] { return s.current == self; });
+}
+
+void ScheduleLeave()
+{
+    if (tlsSim == nullptr) {
+        return;
+    }
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    SimThread* self = tlsSim;
+    tlsSim = nullptr;
+    self->ended = true;
+    self->runnable = false;
+    for (const auto& thread : s.threads) {
+        if (!thread->runnable && thread->waitingOn == self->owner) {
+            thread->runnable = true;
+            thread->waitingOn = nullptr;
+        }
+    }
+    SimThread* next = Choose(s, nullptr);
+    s.current = next;
+    if (next != nullptr) {
+        next->turn.notify_one();
+    } else {
+        ReportStuck(s);
+    }
+}
+
+void ScheduleJoin(const void* owner)
+{
+    if (!Cooperating()) {
+        return;
+    }
+    Scheduler& s = S();
+    for (;;) {
+        {
+            const std::lock_guard<std::mutex> lock(s.lock);
+            const SimThread* thread = Find(s, owner);
+            if (thread == nullptr || thread->ended) {
+                return;
+            }
+        }
+        ScheduleBlock(owner);
+    }
+}
+
+void ScheduleForget(const void* owner)
+{
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    for (auto it = s.threads.begin(); it != s.threads.end(); ++it) {
+        if ((*it)->owner == owner && owner != nullptr) {
+            s.threads.erase(it);
+            return;
+        }
+    }
+}
+
+}  // namespace dakhost::detail
+
+namespace dakhost {
+
+bool UseDeterministicScheduling(std::optional<uint32_t> seed)
+{
+    if (TaskCount() != 0 || AlarmCount() != 0) {
+        return false;
+    }
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    s.threads.clear();
+    auto controller = std::make_unique<SimThread>();
+    tlsSim = controller.get();
+    s.current = controller.get();
+    s.threads.push_back(std::move(controller));
+    s.seed = seed.value_or(0);
+    s.generator.seed(s.seed);
+    s.stayPercent = kStayPercents[Below(s.generator, std::size(kStayPercents))];
+    s.choices = 0;
+    s.stuckReported = false;
+    g_mode.store(seed ? detail::SchedulingMode::Seeded : detail::SchedulingMode::Fixed);
+    return true;
+}
+
+bool UseRealScheduling()
+{
+    if (TaskCount() != 0 || AlarmCount() != 0) {
+        return false;
+    }
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    g_mode.store(detail::SchedulingMode::Real);
+    s.threads.clear();
+    s.current = nullptr;
+    tlsSim = nullptr;
+    return true;
+}
+
+uint64_t SchedulingChoices()
+{
+    Scheduler& s = S();
+    const std::lock_guard<std::mutex> lock(s.lock);
+    return s.choices;
+}
+
+void LetTasksRun()
+{
+    switch (detail::Scheduling()) {
+        case detail::SchedulingMode::Fixed:
+            detail::WaitNoPending();
+            break;
+        case detail::SchedulingMode::Seeded:
+            detail::SchedulePoint();
+            break;
+        case detail::SchedulingMode::Real:
+            break;
+    }
+}
+
+}  // namespace dakhost

@@ -1,0 +1,69 @@
+// What the library takes from the operating system: the hardware clock
+// device "/dev/rtc0" (open, the RTC_RD_TIME / RTC_SET_TIME requests, close),
+// the monotonic clock that stream clocks count on, and the process clock that
+// network time reads. The library calls these, never the C library directly.
+//
+// On the set (any platform but the host substitute) each one is the C
+// library's own function, inline: the built library calls open, ioctl,
+// close, clock_gettime, gettimeofday and time exactly as before, and a
+// platform provides nothing for it. Built on the host substitute
+// (DAK_OS_HOST), they are the host platform's virtual device and virtual
+// clocks, which tests and the simulator control; the host never replaces the
+// C library's symbols, so a program linking the library keeps its own.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <ctime>
+
+namespace dakos {
+
+#if defined(DAK_OS_HOST)
+
+#define DAK_OS_API __attribute__((visibility("default")))
+DAK_OS_API int open(const char* path, int flags);
+DAK_OS_API int ioctl(int fd, unsigned long request, void* arg);
+DAK_OS_API int close(int fd);
+DAK_OS_API int clock_gettime(clockid_t clock, timespec* now);
+DAK_OS_API int gettimeofday(timeval* now);
+DAK_OS_API time_t time(time_t* now);
+#undef DAK_OS_API
+
+#else
+
+inline int open(const char* path, int flags)
+{
+    return ::open(path, flags);
+}
+
+inline int ioctl(int fd, unsigned long request, void* arg)
+{
+    return ::ioctl(fd, request, arg);
+}
+
+inline int close(int fd)
+{
+    return ::close(fd);
+}
+
+inline int clock_gettime(clockid_t clock, timespec* now)
+{
+    return ::clock_gettime(clock, now);
+}
+
+inline int gettimeofday(timeval* now)
+{
+    return ::gettimeofday(now, nullptr);
+}
+
+inline time_t time(time_t* now)
+{
+    return ::time(now);
+}
+
+#endif
+
+}  // namespace dakos

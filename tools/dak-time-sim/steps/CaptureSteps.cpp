@@ -1,0 +1,55 @@
+#include "CaptureSteps.h"
+
+#include <string>
+
+#include "Journal.h"
+#include "Moment.h"
+#include "RunContext.h"
+#include "TIStreamClock.h"
+#if DAK_SIM_CAPTURE
+#include "PlayStep.h"
+#endif
+
+namespace daksim::steps {
+
+void StreamPlay(RunContext& run, const Step& step)
+{
+    if (run.RefuseStale(step)) {
+        return;
+    }
+    TIStreamClock* clock = run.Stream(step);
+    if (clock == nullptr) {
+        run.SetNull();
+        return;
+    }
+#if DAK_SIM_CAPTURE
+    capture::PlayOutput output;
+    if (!run.options.quiet) {
+        output.line = [&run](const std::string& line) { run.PrintAt(Now(), "  " + line); };
+    }
+    output.note = [&run](const std::string& note) { run.PrintAt(Now(), "  " + note); };
+    const std::string handle = HandleText(step.profileId, step.subId);
+    output.table = [&run, &handle](const capture::Replayed& replayed) {
+        const char* kind = capture::KindName(replayed.table->kind);
+        if (replayed.handedOver) {
+            run.journal.Table(handle, kind, replayed.utc, replayed.accepted);
+        } else {
+            run.journal.LostTable(handle, kind);
+        }
+    };
+    std::string error;
+    const auto tables = capture::PlayStep(*clock, step, run.script.name, output, error);
+    if (!tables) {
+        run.Fail(step, "a capture to replay", error);
+        run.SetRefused();
+        return;
+    }
+    run.result.kind = CallResult::Kind::Count;
+    run.result.value = *tables;
+#else
+    run.Fail(step, "a capture to replay", "this dak-time-sim was built without libdvbpsi");
+    run.SetRefused();
+#endif
+}
+
+}  // namespace daksim::steps

@@ -1,0 +1,16 @@
+// The capture replay's step (`stream H play FILE ...`), wired to the run.
+#pragma once
+
+#include "Scenario.h"
+
+namespace daksim {
+
+class RunContext;
+
+namespace steps {
+
+// The result is the number of time tables handed over.
+void StreamPlay(RunContext& run, const Step& step);
+
+}  // namespace steps
+}  // namespace daksim
