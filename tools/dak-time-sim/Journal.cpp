@@ -272,7 +272,8 @@ void Journal::Table(const std::string& handle, const std::string& table, int64_t
     const std::lock_guard<std::mutex> lock(m_lock);
     const Moment moment = Stamp();
     if (m_timeline != nullptr) {
-        m_timeline->Table(moment, handle);
+        m_timeline->Table(moment, handle,
+                          result ? Timeline::TableMark::Accepted : Timeline::TableMark::Refused);
         if (result) {
             m_timeline->Stream(moment, handle, utc);
         }
@@ -282,6 +283,16 @@ void Journal::Table(const std::string& handle, const std::string& table, int64_t
               .Text("table", table)
               .Int("time", utc)
               .Bool("result", result));
+}
+
+void Journal::LostTable(const std::string& handle, const std::string& table)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const Moment moment = Stamp();
+    if (m_timeline != nullptr) {
+        m_timeline->Table(moment, handle, Timeline::TableMark::Lost);
+    }
+    Write(TraceRecord("table_lost", moment, m_file).Text("handle", handle).Text("table", table));
 }
 
 }  // namespace daksim

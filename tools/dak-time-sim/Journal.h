@@ -52,6 +52,9 @@ public:
     // `table` names it (TDT, TOT, STT), `utc` is its time and `result` what
     // SetStreamClock answered.
     void Table(const std::string& handle, const std::string& table, int64_t utc, bool result);
+    // A table of a replayed capture that was damaged, or whose time does
+    // not decode, and never reached the stream clock.
+    void LostTable(const std::string& handle, const std::string& table);
 
 private:
     // Stamps a record now and feeds the clocks to the timeline; the caller

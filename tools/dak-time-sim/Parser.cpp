@@ -197,6 +197,29 @@ bool Boolean(const Word& word, const char* what)
     return *value;
 }
 
+// The time zone of the time on the wire: "+9", "-3", "+5:30" or "0", in
+// minutes east of UTC, at most 14 hours either way.
+int32_t WireOffset(const std::string& text)
+{
+    const bool negative = !text.empty() && text[0] == '-';
+    const bool signed_ = !text.empty() && (text[0] == '-' || text[0] == '+');
+    const std::string body = text.substr(signed_ ? 1 : 0);
+    const size_t colon = body.find(':');
+    const std::string hours = body.substr(0, colon);
+    const std::string minutes = colon == std::string::npos ? "00" : body.substr(colon + 1);
+    const auto digits = [](const std::string& part, size_t most) {
+        return !part.empty() && part.size() <= most &&
+               std::all_of(part.begin(), part.end(),
+                           [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
+    };
+    if (!digits(hours, 2) || !digits(minutes, 2) || minutes.size() != 2 || std::stoi(hours) > 14 ||
+        std::stoi(minutes) > 59) {
+        throw LineError{"bad wire offset " + Quote(text) + " (want +9, -3 or +5:30)"};
+    }
+    const int32_t total = std::stoi(hours) * 60 + std::stoi(minutes);
+    return negative ? -total : total;
+}
+
 int64_t SetType(const Word& word)
 {
     const auto value = ParseSetType(word.text);
@@ -548,9 +571,18 @@ void ParseStream(LineReader& reader, Step& step)
     } else if (name == "play") {
         step.kind = StepKind::StreamPlay;
         step.text = reader.Next("capture file").text;
-        for (const auto& [key, value] : reader.Options({"scan", "mode", "country", "jst"})) {
+        for (const auto& [key, value] :
+             reader.Options({"scan", "mode", "country", "jst", "wire", "region"})) {
             const Word word{value, false};
-            if (key == "scan") {
+            if (key == "wire") {
+                step.wireMinutes = WireOffset(value);
+            } else if (key == "region") {
+                const int64_t region = Int32(word, "region");
+                if (region < 0 || region > 63) {
+                    throw LineError{"bad region " + Quote(value) + " (want 0 to 63)"};
+                }
+                step.region = static_cast<int32_t>(region);
+            } else if (key == "scan") {
                 step.scan = Boolean(word, "scan");
             } else if (key == "mode") {
                 step.mode = Int32(word, "mode");

@@ -124,13 +124,15 @@ struct Step {
     // Stream steps.
     int32_t profileId = 1;
     uint16_t subId = 0;
-    bool scan = false;          // scan=B
-    int64_t mode = 0;           // mode=N
-    int64_t next = 0;           // dvboffset NEXT
-    int64_t local = 0;          // dvboffset LOCAL
-    std::optional<bool> isSet;  // set=B of a stream reading
-    std::string country;        // play country=CCC (empty: the first entry)
-    bool jst = false;           // play jst=B
+    bool scan = false;                   // scan=B
+    int64_t mode = 0;                    // mode=N
+    int64_t next = 0;                    // dvboffset NEXT
+    int64_t local = 0;                   // dvboffset LOCAL
+    std::optional<bool> isSet;           // set=B of a stream reading
+    std::string country;                 // play country=CCC (empty: the first entry)
+    bool jst = false;                    // play jst=B (wire=+9)
+    std::optional<int32_t> wireMinutes;  // play wire=OFFSET, minutes east of UTC
+    std::optional<int32_t> region;       // play region=N
 
     int64_t settingType = 0;        // settime TYPE, expect signal type=T
     std::optional<int64_t> option;  // option24 N (nullopt: none)

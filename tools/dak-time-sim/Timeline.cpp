@@ -378,10 +378,10 @@ void Timeline::AddTick(std::vector<Ticks>& runs, uint64_t t)
     }
 }
 
-void Timeline::Table(const Moment& moment, const std::string& handle)
+void Timeline::Table(const Moment& moment, const std::string& handle, TableMark mark)
 {
     if (Band* band = Current()) {
-        AddTick(band->tables[handle], moment.elapsedMs);
+        AddTick(band->tables[handle].at(static_cast<size_t>(mark)), moment.elapsedMs);
     }
 }
 
@@ -570,10 +570,41 @@ void Timeline::DrawBand(std::string& svg, const Band& band, int top) const
         }
     };
     drawTicks(band.syncs, plotBottom + kRowHeight, "#d62728");
+    // Tables in their stream's colour, as settings are drawn: filled
+    // accepted, hollow refused; a cross for one damaged and never handed over.
     streamIndex = 0;
+    const double tablesMiddle = plotBottom + 2.5 * kRowHeight;
     for (const auto& tables : band.tables) {
-        drawTicks(tables.second, plotBottom + 2 * kRowHeight,
-                  kStreamColours.at(streamIndex++ % kStreamColours.size()));
+        const std::string colour = kStreamColours.at(streamIndex++ % kStreamColours.size());
+        for (size_t mark = 0; mark < tables.second.size(); ++mark) {
+            for (const Ticks& run : tables.second.at(mark)) {
+                const double first = scale.X(run.first);
+                const double last = scale.X(run.first + run.period * (run.count - 1));
+                if (run.count > 1 && (last - first) / static_cast<double>(run.count - 1) < 3) {
+                    Rect(svg, first, tablesMiddle - 3, last - first, 6,
+                         "fill='" + colour + "' fill-opacity='" + (mark == 0 ? "0.6" : "0.25") +
+                             "'");
+                    continue;
+                }
+                for (uint64_t i = 0; i < run.count; ++i) {
+                    const double x = scale.X(run.first + run.period * i);
+                    if (mark == static_cast<size_t>(TableMark::Lost)) {
+                        Line(svg, x - 3, tablesMiddle - 3, x + 3, tablesMiddle + 3,
+                             "stroke='#000' stroke-width='1.5'");
+                        Line(svg, x - 3, tablesMiddle + 3, x + 3, tablesMiddle - 3,
+                             "stroke='#000' stroke-width='1.5'");
+                        continue;
+                    }
+                    const bool accepted = mark == static_cast<size_t>(TableMark::Accepted);
+                    svg += "<circle cx='" + Number(x) + "' cy='" + Number(tablesMiddle) +
+                           "' r='3.5' " +
+                           (accepted ? "fill='" + colour + "'"
+                                     : "fill='white' stroke-width='1.5' stroke='" + colour + "'") +
+                           "><title>table " + (accepted ? "accepted" : "refused") +
+                           "</title></circle>\n";
+                }
+            }
+        }
     }
     // Strips of the stored reason and the auto clock type.
     auto strip = [&svg, &scale](const Series& series, double y, const char* (*colour)(int64_t),
@@ -638,6 +669,13 @@ std::string Timeline::Svg() const
             "' r='4' fill='#555'/><circle cx='" + Number(x + 15) + "' cy='" + Number(y) +
             "' r='4' fill='white' stroke='#555' stroke-width='1.5'/>\n",
         "setting accepted / refused");
+    key("<circle cx='" + Number(x + 1) + "' cy='" + Number(y) + "' r='3.5' fill='" +
+            kStreamColours[0] + "'/><circle cx='" + Number(x + 10) + "' cy='" + Number(y) +
+            "' r='3.5' fill='white' stroke-width='1.5' stroke='" + kStreamColours[0] +
+            "'/><path d='M" + Number(x + 15) + " " + Number(y - 3) +
+            " l6 6 m0 -6 l-6 6' stroke='#000' "
+            "stroke-width='1.5'/>\n",
+        "table accepted / refused / damaged");
     x = 10;
     const double typesY = 74;
     Text(svg, x, typesY + 4, "setting types:", "font-size='11'");

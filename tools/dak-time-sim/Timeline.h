@@ -4,8 +4,9 @@
 // that a jump or a drift stands out: the reference is the time the library
 // first gave the platform clock (the clock at the file's start when it never
 // does), running on with virtual time. Under them: a marker per setting by
-// type (accepted filled, refused hollow), a tick per sync, and strips for the
-// stored reason and the auto clock type.
+// type (accepted filled, refused hollow), a tick per sync, a marker per
+// replayed table (accepted filled, refused hollow, damaged a cross), and
+// strips for the stored reason and the auto clock type.
 //
 // Steps that take no virtual time (most of a file) would all fall on one
 // spot of a plain time axis: half of the width is shared out among the
@@ -17,6 +18,7 @@
 // are kept as one run, so a quiet year costs what a quiet minute does.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -40,8 +42,10 @@ public:
     void Clocks(const Moment& moment, int64_t rtc);
     // A stream clock was given a time (by a step or a table).
     void Stream(const Moment& moment, const std::string& handle, int64_t utc);
-    // A table reached a stream clock.
-    void Table(const Moment& moment, const std::string& handle);
+    // A replayed table: the stream clock accepted it (filled), refused it
+    // (hollow), or it was damaged and never handed over (a cross).
+    enum class TableMark { Accepted, Refused, Lost };
+    void Table(const Moment& moment, const std::string& handle, TableMark mark);
     void Setting(const Moment& moment, int64_t type, bool accepted);
     void SyncFired(const Moment& moment);
     void Reason(const Moment& moment, int value);
@@ -81,7 +85,7 @@ private:
         Series platform;
         Series rtc;
         std::map<std::string, Series> streams;
-        std::map<std::string, std::vector<Ticks>> tables;
+        std::map<std::string, std::array<std::vector<Ticks>, 3>> tables;  // by TableMark
         std::vector<Marker> markers;
         size_t markersDropped = 0;
         std::vector<Ticks> syncs;

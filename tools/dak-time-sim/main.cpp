@@ -6,6 +6,7 @@
 //                [--perfetto FILE.json] [--seed N | --seeds A-B] [FILE...]
 //   dak-time-sim explain [OPTION...] LOG...   (explain/Explain.h)
 //   dak-time-sim --version | --help
+//   dak-time-sim tables [--json] CAPTURE.ts
 //
 // Exit status: 0 when every expectation held, 1 when one failed, 2 when a
 // file could not be read or parsed (nothing of that file is run).
@@ -36,6 +37,7 @@
 #include "Perfetto.h"
 #if DAK_SIM_CAPTURE
 #include "PlayStep.h"
+#include "TablesCommand.h"
 #endif
 #include "Runner.h"
 #include "SeedSweep.h"
@@ -58,6 +60,7 @@ void Usage(FILE* to)
         "       dak-time-sim explain [--trace F] [--timeline F] [--perfetto F]\n"
         "                    [--scenario FILE.scn] [--summary] LOG...\n"
         "       dak-time-sim --version | --help\n"
+        "       dak-time-sim tables [--json] CAPTURE.ts\n"
         "  Runs each scenario FILE from a fresh platform and library state, in\n"
         "  virtual time; with no FILE, runs the built-in default scenario.\n"
         "  Each printed line of a step or a log line starts with the platform\n"
@@ -76,6 +79,8 @@ void Usage(FILE* to)
         "  --seeds A-B          run each FILE under every seed from A to B and report\n"
         "                       which seeds fail which expectations\n"
         "  --version            the program's and the loaded library's version\n"
+        "  tables               list a capture's time tables, one a line (--json:\n"
+        "                       JSON Lines); exit 2 when it is not a transport stream\n"
         "Exit status: 0 every expectation held; 1 an expectation failed;\n"
         "  2 a file could not be read or parsed (nothing of it runs), or bad options.\n"
         "The scenario file format: docs/scenario-format.md in the source tree.\n",
@@ -160,6 +165,11 @@ int Run(int argc, char** argv)
         return kExitBadInput;
 #endif
     }
+#if DAK_SIM_CAPTURE
+    if (!args.empty() && args[0] == "tables") {
+        return daksim::capture::TablesCommand({args.begin() + 1, args.end()}, stdout, stderr);
+    }
+#endif
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||

@@ -1,40 +1,28 @@
 #include "CaptureReader.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <sstream>
 #include <vector>
 
-extern "C" {
-#include <dvbpsi/dvbpsi.h>
-// dvbpsi.h first: the others use its types.
-#include <dvbpsi/demux.h>
-#include <dvbpsi/descriptor.h>
-#include <dvbpsi/dr_58.h>
-#include <dvbpsi/psi.h>
-#include <dvbpsi/tot.h>
-}
-
-#include "SttSection.h"
+#include "Quirks.h"
+#include "SectionAssembler.h"
+#include "TimeSections.h"
 
 namespace daksim::capture {
 
 namespace {
 
-constexpr uint8_t kSyncByte = 0x47;
-constexpr uint8_t kTdtTableId = 0x70;
-constexpr uint8_t kTotTableId = 0x73;
-constexpr uint8_t kLocalTimeOffsetTag = 0x58;
-constexpr int kMaxPrivateSection = 4096;
-
+// The largest section either PID may carry: 4096 bytes (the stuffing
+// table beside TDT and TOT, PSIP's tables beside the STT).
+constexpr size_t kMaxSection = 4096;
 constexpr uint64_t kPcrTicksPerMs = 27000;
 constexpr uint64_t kPcrWrap = (uint64_t{1} << 33U) * 300U;
-// PCRs come at least every 100 ms; a larger step is a splice, not time.
+// PCRs come at least every 100 ms; a step over a minute is a splice, not time.
 constexpr uint64_t kMaxPcrStep = uint64_t{60000} * kPcrTicksPerMs;
 
 std::string Hex(unsigned value, int width)
@@ -67,6 +55,7 @@ public:
     }
 
     bool Locked() const { return m_locked; }
+    uint16_t Pid() const { return m_pid; }
     uint64_t Ms() const { return m_ticks / kPcrTicksPerMs; }
 
 private:
@@ -76,210 +65,129 @@ private:
     uint64_t m_ticks = 0;
 };
 
-class Reader;
-
-// One libdvbpsi handle per PID we read; messages and tables come back to
-// the reader through p_sys.
-struct Handle {
-    dvbpsi_t* handle = nullptr;
-    uint16_t pid = 0;
-    uint64_t sectionStart = 0;  // the packet of the last section start
-
-    Handle() = default;
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    ~Handle();
-
-    bool SectionPending() const
-    {
-        return handle != nullptr && handle->p_decoder != nullptr &&
-               handle->p_decoder->p_current_section != nullptr;
-    }
-};
-
-class Reader {
+class Reader : public PacketSink, public SectionEvents {
 public:
-    Reader();
+    explicit Reader(CaptureSink& sink) : m_sink(sink) {}
 
-    std::variant<Capture, ReadError> Read(const uint8_t* data, size_t size);
+    std::variant<CaptureEnd, ReadError> Read(const ByteSource& source);
 
-    // libdvbpsi callbacks.
-    void Message(dvbpsi_t* handle, dvbpsi_msg_level_t level, const char* text);
-    void DvbTable(dvbpsi_tot_t* table);
-    void AtscSection(dvbpsi_psi_section_t* section);
+    void Packet(const uint8_t* packet, uint64_t offset) override;
+    void FramingNote(uint64_t offset, const std::string& text) override;
+    void Section(uint16_t pid, const uint8_t* section, size_t size, uint64_t offset) override;
+    void Damage(uint16_t pid, uint64_t offset, const std::string& text,
+                std::optional<uint8_t> tableId) override;
+    void QuirkMet(uint16_t pid, uint64_t offset, unsigned quirk) override;
 
 private:
-    void Packet(const uint8_t* packet);
-    void AddNote(uint64_t offset, const std::string& text);
-    TimeTable Table(TimeTable::Kind kind, uint64_t offset) const;
+    struct TimePid {
+        SectionAssembler sections;
+        unsigned noted = 0;      // quirks noted once already
+        unsigned sinceLast = 0;  // quirks met since the last table
+    };
+    TimePid& Of(uint16_t pid) { return pid == kDvbTimePid ? m_dvb : m_atsc; }
 
-    Capture m_capture;
+    CaptureSink& m_sink;
     PcrClock m_pcr;
-    Handle m_dvb;
-    Handle m_atsc;
-    uint64_t m_offset = 0;  // the packet being read
-    bool m_usable = true;   // false when libdvbpsi could not be set up
+    bool m_hasPcr = false;
+    TimePid m_dvb{SectionAssembler(kDvbTimePid, kMaxSection, *this)};
+    TimePid m_atsc{SectionAssembler(kAtscBasePid, kMaxSection, *this)};
 };
 
-Handle::~Handle()
+void Reader::FramingNote(uint64_t offset, const std::string& text)
 {
-    if (handle == nullptr) {
+    m_sink.Note({offset, text, std::nullopt});
+}
+
+void Reader::QuirkMet(uint16_t pid, uint64_t offset, unsigned quirk)
+{
+    TimePid& time = Of(pid);
+    time.sinceLast |= quirk;
+    if ((time.noted & quirk) != 0) {
         return;
     }
-    if (pid == kDvbTimePid) {
-        if (handle->p_decoder != nullptr) {
-            dvbpsi_DetachDemux(handle);
+    time.noted |= quirk;
+    for (unsigned i = 0; i < kQuirkCount; ++i) {
+        if ((quirk & (1U << i)) != 0) {
+            m_sink.Note(
+                {offset,
+                 "PID " + Hex(pid, 4) + ": " + QuirkOf(i).note + "; noted once for this PID",
+                 std::nullopt});
         }
-    } else if (handle->p_decoder != nullptr) {
-        dvbpsi_decoder_delete(handle->p_decoder);
-        handle->p_decoder = nullptr;
-    }
-    dvbpsi_delete(handle);
-}
-
-Reader* ReaderOf(dvbpsi_t* handle)
-{
-    return static_cast<Reader*>(handle->p_sys);
-}
-
-void OnMessage(dvbpsi_t* handle, const dvbpsi_msg_level_t level, const char* text)
-{
-    ReaderOf(handle)->Message(handle, level, text);
-}
-
-void OnDvbTable(void* reader, dvbpsi_tot_t* table)
-{
-    static_cast<Reader*>(reader)->DvbTable(table);
-}
-
-void OnNewSubtable(dvbpsi_t* handle, uint8_t tableId, uint16_t extension, void* reader)
-{
-    if (tableId == kTdtTableId || tableId == kTotTableId) {
-        dvbpsi_tot_attach(handle, tableId, extension, &OnDvbTable, reader);
     }
 }
 
-void OnAtscSection(dvbpsi_t* handle, dvbpsi_psi_section_t* section)
+void Reader::Damage(uint16_t pid, uint64_t offset, const std::string& text,
+                    std::optional<uint8_t> tableId)
 {
-    ReaderOf(handle)->AtscSection(section);
+    const auto kind = tableId ? TimeTableKind(pid, *tableId) : std::nullopt;
+    if (tableId && !kind) {
+        return;  // another table of the PID (PSIP's other tables): not ours
+    }
+    m_sink.Note({offset, "PID " + Hex(pid, 4) + ": " + text, kind});
 }
 
-Reader::Reader()
+void Reader::Section(uint16_t pid, const uint8_t* section, size_t size, uint64_t offset)
 {
-    m_dvb.pid = kDvbTimePid;
-    m_atsc.pid = kAtscBasePid;
-    m_dvb.handle = dvbpsi_new(&OnMessage, DVBPSI_MSG_WARN);
-    m_atsc.handle = dvbpsi_new(&OnMessage, DVBPSI_MSG_WARN);
-    if (m_dvb.handle == nullptr || m_atsc.handle == nullptr) {
-        m_usable = false;
+    DecodedSection decoded = DecodeTimeSection(pid, section, size);
+    if (decoded.verdict == DecodedSection::Verdict::NotATimeTable) {
         return;
     }
-    m_dvb.handle->p_sys = this;
-    m_atsc.handle->p_sys = this;
-    // PID 0x14: TDT and TOT through libdvbpsi's demultiplexer and TOT decoder.
-    if (!dvbpsi_AttachDemux(m_dvb.handle, &OnNewSubtable, this)) {
-        m_usable = false;
+    if (decoded.verdict == DecodedSection::Verdict::Damaged) {
+        m_sink.Note({offset, "PID " + Hex(pid, 4) + ": " + decoded.problem, decoded.table.kind});
+        return;
     }
-    // PID 0x1FFB: libdvbpsi's section layer (continuity, CRC) feeding our own
-    // STT decoder (see SttSection.h).
-    m_atsc.handle->p_decoder = static_cast<dvbpsi_decoder_t*>(
-        dvbpsi_decoder_new(&OnAtscSection, kMaxPrivateSection, true, sizeof(dvbpsi_decoder_t)));
-    if (m_atsc.handle->p_decoder == nullptr) {
-        m_usable = false;
+    TimeTable& table = decoded.table;
+    if (table.quirks != 0) {
+        QuirkMet(pid, offset, table.quirks);
     }
-}
-
-void Reader::AddNote(uint64_t offset, const std::string& text)
-{
-    m_capture.notes.push_back({offset, text});
-}
-
-TimeTable Reader::Table(TimeTable::Kind kind, uint64_t offset) const
-{
-    TimeTable table;
-    table.kind = kind;
+    TimePid& time = Of(pid);
+    table.quirks |= time.sinceLast;
+    time.sinceLast = 0;
     table.packetOffset = offset;
     table.pcrMs = m_pcr.Ms();
-    return table;
+    table.paced = m_hasPcr;
+    if (!decoded.problem.empty()) {
+        m_sink.Note({offset,
+                     "PID " + Hex(pid, 4) + ": " + KindName(table.kind) + ": " + decoded.problem,
+                     std::nullopt});
+    }
+    m_sink.Table(table);
 }
 
-void Reader::Message(dvbpsi_t* handle, dvbpsi_msg_level_t level, const char* text)
+void Reader::Packet(const uint8_t* packet, uint64_t offset)
 {
-    if (level > DVBPSI_MSG_WARN) {
-        return;
-    }
-    const uint16_t pid = handle == m_dvb.handle ? kDvbTimePid : kAtscBasePid;
-    AddNote(m_offset, "PID " + Hex(pid, 4) + ": table skipped: " + text);
-}
-
-void Reader::DvbTable(dvbpsi_tot_t* table)
-{
-    const bool isTot = table->i_table_id == kTotTableId;
-    TimeTable out = Table(isTot ? TimeTable::Kind::Tot : TimeTable::Kind::Tdt, m_offset);
-    out.dvbTime = table->i_utc_time & 0xFFFFFFFFFFULL;
-    for (dvbpsi_descriptor_t* d = table->p_first_descriptor; isTot && d != nullptr; d = d->p_next) {
-        if (d->i_tag != kLocalTimeOffsetTag) {
-            continue;
-        }
-        const dvbpsi_local_time_offset_dr_t* decoded = dvbpsi_DecodeLocalTimeOffsetDr(d);
-        if (decoded == nullptr) {
-            AddNote(m_offset, "TOT: a local time offset descriptor that does not decode, ignored");
-            continue;
-        }
-        const int count = decoded->i_local_time_offsets_number;
-        for (int i = 0; i < count && i < DVBPSI_LOCAL_TIME_OFFSET_DR_MAX; ++i) {
-            const dvbpsi_local_time_offset_t& entry = decoded->p_local_time_offset[i];
-            OffsetEntry offset;
-            offset.country.assign(reinterpret_cast<const char*>(entry.i_country_code), 3);
-            offset.region = entry.i_country_region_id;
-            offset.negative = entry.i_local_time_offset_polarity != 0;
-            offset.localOffset = entry.i_local_time_offset;
-            offset.timeOfChange = entry.i_time_of_change & 0xFFFFFFFFFFULL;
-            offset.nextOffset = entry.i_next_time_offset;
-            out.offsets.push_back(offset);
-        }
-    }
-    dvbpsi_tot_delete(table);
-    m_capture.tables.push_back(std::move(out));
-}
-
-void Reader::AtscSection(dvbpsi_psi_section_t* section)
-{
-    const uint8_t tableId = section->i_table_id;
-    if (tableId == 0xCD && section->p_data != nullptr && section->p_payload_end != nullptr) {
-        // The whole section: header, fields, descriptors and CRC.
-        const size_t size = static_cast<size_t>(section->i_length) + 3;
-        if (const auto stt = DecodeStt(section->p_data, size)) {
-            TimeTable out = Table(TimeTable::Kind::Stt, m_offset);
-            out.systemTime = stt->systemTime;
-            out.gpsUtcOffset = stt->gpsUtcOffset;
-            out.daylightSavings = stt->daylightSavings;
-            m_capture.tables.push_back(out);
-        } else {
-            AddNote(m_offset, "PID 0x1FFB: STT too short or not current, skipped");
-        }
-    }
-    dvbpsi_DeletePSISections(section);
-}
-
-void Reader::Packet(const uint8_t* packet)
-{
-    if ((packet[1] & 0x80U) != 0) {
-        AddNote(m_offset, "transport error indicator set, packet skipped");
-        return;
-    }
     const auto pid = static_cast<uint16_t>(((packet[1] & 0x1FU) << 8U) | packet[2]);
-    const bool unitStart = (packet[1] & 0x40U) != 0;
+    const bool timePid = pid == kDvbTimePid || pid == kAtscBasePid;
     const unsigned control = (packet[3] >> 4U) & 0x3U;
+    // Most packets: neither a time table nor a PCR that counts.
+    if (!timePid && (control & 0x2U) == 0) {
+        return;
+    }
+    if (!timePid && m_pcr.Locked() && pid != m_pcr.Pid()) {
+        return;
+    }
+    if ((packet[1] & 0x80U) != 0) {
+        if (timePid) {
+            Of(pid).sections.Lost(offset, "transport error indicator set, packet skipped");
+        }
+        return;
+    }
     size_t payload = 4;
+    bool discontinuity = false;
     if ((control & 0x2U) != 0) {
         const size_t length = packet[4];
+        // With a payload at most 182 bytes; alone exactly 183.
         if (length > kPacketSize - 5 || (control == 0x3U && length == kPacketSize - 5)) {
-            AddNote(m_offset, "PID " + Hex(pid, 4) + ": adaptation field too long, packet skipped");
+            if (timePid) {
+                Of(pid).sections.Lost(offset, "adaptation field of " + std::to_string(length) +
+                                                  " bytes claims the whole packet, packet "
+                                                  "skipped");
+            }
             return;
         }
         payload = 5 + length;
         const uint8_t flags = length > 0 ? packet[5] : 0;
+        discontinuity = (flags & 0x80U) != 0;
         if ((flags & 0x10U) != 0 && length >= 7) {
             const uint64_t base = (static_cast<uint64_t>(packet[6]) << 25U) |
                                   (static_cast<uint64_t>(packet[7]) << 17U) |
@@ -288,111 +196,165 @@ void Reader::Packet(const uint8_t* packet)
                                   (static_cast<uint64_t>(packet[10]) >> 7U);
             const uint64_t extension =
                 (static_cast<uint64_t>(packet[10] & 0x1U) << 8U) | packet[11];
-            m_pcr.Offer(pid, base * 300U + extension, (flags & 0x80U) != 0);
-            m_capture.hasPcr = true;
-            m_capture.endMs = m_pcr.Ms();
+            m_pcr.Offer(pid, base * 300U + extension, discontinuity);
+            m_hasPcr = true;
+        }
+        if (timePid && control == 0x3U) {
+            QuirkMet(pid, offset, kQuirkAdaptationField);
         }
     }
-    Handle* target = pid == kDvbTimePid ? &m_dvb : pid == kAtscBasePid ? &m_atsc : nullptr;
-    if (target == nullptr || (control & 0x1U) == 0) {
+    if (!timePid || (control & 0x1U) == 0) {
         return;
     }
-    if (unitStart && payload + 1 + packet[payload] >= kPacketSize) {
-        AddNote(m_offset, "PID " + Hex(pid, 4) + ": pointer field past the packet, packet skipped");
-        return;
-    }
-    if (unitStart && target->SectionPending() && packet[payload] == 0) {
-        AddNote(target->sectionStart,
-                "PID " + Hex(pid, 4) + ": section cut off by the next one, table skipped");
-    }
-    if (unitStart) {
-        target->sectionStart = m_offset;
-    }
-    // libdvbpsi does not write to the packet.
-    dvbpsi_packet_push(target->handle, const_cast<uint8_t*>(packet));
+    Of(pid).sections.Packet(packet, payload, offset, discontinuity);
 }
 
-std::variant<Capture, ReadError> Reader::Read(const uint8_t* data, size_t size)
+std::variant<CaptureEnd, ReadError> Reader::Read(const ByteSource& source)
 {
-    if (!m_usable) {
-        return ReadError{"libdvbpsi could not be set up"};
+    const Framing framing = FramePackets(source, *this);
+    if (!framing.transportStream) {
+        return ReadError{"not an MPEG transport stream: " + framing.problem};
     }
-    // In sync at `at` when a sync byte starts a whole packet followed by
-    // another sync byte or the end of the file.
-    const auto synced = [&](size_t at) {
-        return at + kPacketSize <= size && data[at] == kSyncByte &&
-               (at + kPacketSize == size || data[at + kPacketSize] == kSyncByte);
-    };
-    const auto findSync = [&](size_t from) {
-        while (from + kPacketSize <= size && !synced(from)) {
-            ++from;
-        }
-        return from;
-    };
-
-    size_t at = findSync(0);
-    if (at + kPacketSize > size) {
-        return ReadError{size < kPacketSize
-                             ? "not an MPEG transport stream: shorter than one 188-byte packet"
-                             : "not an MPEG transport stream: no 188-byte packets starting "
-                               "with the sync byte 0x47"};
-    }
-    if (at > 0) {
-        AddNote(0, std::to_string(at) + " bytes before the first sync byte skipped");
-    }
-    while (at + kPacketSize <= size) {
-        if (data[at] != kSyncByte) {
-            const size_t found = findSync(at);
-            AddNote(at, "sync byte lost; " + (found + kPacketSize <= size
-                                                  ? "in sync again at byte " + std::to_string(found)
-                                                  : std::string("not found again")));
-            at = found;
-            continue;
-        }
-        m_offset = at;
-        Packet(data + at);
-        at += kPacketSize;
-    }
-    if (at < size) {
-        AddNote(at,
-                std::to_string(size - at) + " bytes at the end are not a whole packet, skipped");
-    }
-    for (const Handle* handle : {&m_dvb, &m_atsc}) {
-        if (handle->SectionPending()) {
-            AddNote(handle->sectionStart, "PID " + Hex(handle->pid, 4) +
-                                              ": section cut off by the end of the capture, "
-                                              "table skipped");
-        }
-    }
-    std::stable_sort(m_capture.notes.begin(), m_capture.notes.end(),
-                     [](const Note& a, const Note& b) { return a.packetOffset < b.packetOffset; });
-    return std::move(m_capture);
+    m_dvb.sections.End();
+    m_atsc.sections.End();
+    CaptureEnd end;
+    end.hasPcr = m_hasPcr;
+    end.endMs = m_pcr.Ms();
+    end.packetSize = framing.unitSize;
+    end.bytes = framing.bytes;
+    return end;
 }
+
+// Reads a file with read(2), in the framer's chunks.
+class FileSource {
+public:
+    explicit FileSource(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+        if (m_fd >= 0) {
+            posix_fadvise(m_fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+        }
+    }
+    FileSource(const FileSource&) = delete;
+    FileSource& operator=(const FileSource&) = delete;
+    ~FileSource()
+    {
+        if (m_fd >= 0) {
+            close(m_fd);
+        }
+    }
+
+    bool Open() const { return m_fd >= 0; }
+
+    long Read(uint8_t* to, size_t size, size_t limit)
+    {
+        if (m_limited && m_done >= limit) {
+            return 0;
+        }
+        const size_t want = m_limited ? std::min(size, limit - m_done) : size;
+        ssize_t got = 0;
+        do {
+            got = read(m_fd, to, want);
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) {
+            m_error = errno;
+            return -1;
+        }
+        m_done += static_cast<size_t>(got);
+        return static_cast<long>(got);
+    }
+
+    void Limit() { m_limited = true; }
+    int Error() const { return m_error; }
+
+private:
+    int m_fd;
+    size_t m_done = 0;
+    bool m_limited = false;
+    int m_error = 0;
+};
+
+class NullSink : public CaptureSink {
+public:
+    void Table(const TimeTable&) override {}
+    void Note(const struct Note&) override {}
+};
+
+class CollectSink : public CaptureSink {
+public:
+    explicit CollectSink(Capture& capture) : m_capture(capture) {}
+    void Table(const TimeTable& table) override { m_capture.tables.push_back(table); }
+    void Note(const struct Note& note) override { m_capture.notes.push_back(note); }
+
+private:
+    Capture& m_capture;
+};
 
 }  // namespace
 
-std::variant<Capture, ReadError> ReadCapture(const uint8_t* data, size_t size)
+std::variant<CaptureEnd, ReadError> ReadCaptureStream(const ByteSource& source, CaptureSink& sink)
 {
-    Reader reader;
-    return reader.Read(data, size);
+    Reader reader(sink);
+    return reader.Read(source);
 }
 
-std::variant<Capture, ReadError> ReadCaptureFile(const std::string& path)
+std::variant<CaptureEnd, ReadError> ReadCaptureFile(const std::string& path, CaptureSink& sink)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    FileSource file(path);
+    if (!file.Open()) {
         return ReadError{"cannot read the capture " + path + ": " + std::strerror(errno)};
     }
-    const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                                     std::istreambuf_iterator<char>());
-    if (file.bad()) {
-        return ReadError{"cannot read the capture " + path};
-    }
-    auto result = ReadCapture(bytes.data(), bytes.size());
+    auto result = ReadCaptureStream(
+        [&file](uint8_t* to, size_t size) { return file.Read(to, size, 0); }, sink);
     if (auto* error = std::get_if<ReadError>(&result)) {
+        if (file.Error() != 0) {
+            error->message = "cannot read the capture: " + std::string(std::strerror(file.Error()));
+        }
         error->message = path + ": " + error->message;
     }
     return result;
+}
+
+std::optional<ReadError> CheckCaptureFile(const std::string& path)
+{
+    FileSource file(path);
+    if (!file.Open()) {
+        return ReadError{"cannot read the capture " + path + ": " + std::strerror(errno)};
+    }
+    file.Limit();
+    NullSink sink;
+    // The head is enough: the first packet must start in it.
+    const auto result = ReadCaptureStream(
+        [&file](uint8_t* to, size_t size) { return file.Read(to, size, 2 * kSyncSearchLimit); },
+        sink);
+    if (const auto* error = std::get_if<ReadError>(&result)) {
+        return ReadError{path + ": " + error->message};
+    }
+    return std::nullopt;
+}
+
+std::variant<Capture, ReadError> ReadCapture(const uint8_t* data, size_t size)
+{
+    Capture capture;
+    CollectSink sink(capture);
+    size_t done = 0;
+    auto result = ReadCaptureStream(
+        [&](uint8_t* to, size_t room) {
+            const size_t part = std::min(room, size - done);
+            if (part > 0) {
+                std::memcpy(to, data + done, part);
+            }
+            done += part;
+            return static_cast<long>(part);
+        },
+        sink);
+    if (auto* error = std::get_if<ReadError>(&result)) {
+        return std::move(*error);
+    }
+    const auto& end = std::get<CaptureEnd>(result);
+    capture.hasPcr = end.hasPcr;
+    capture.endMs = end.endMs;
+    capture.packetSize = end.packetSize;
+    return capture;
 }
 
 }  // namespace daksim::capture

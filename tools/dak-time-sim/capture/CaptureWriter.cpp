@@ -1,5 +1,6 @@
 #include "CaptureWriter.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -66,7 +67,7 @@ void Put40(Bytes& out, uint64_t value)
 
 }  // namespace
 
-OffsetEntry Offset(const std::string& country, int32_t local, uint32_t timeOfChange, int32_t next,
+OffsetEntry Offset(const std::string& country, int32_t local, int64_t timeOfChange, int32_t next,
                    uint8_t region)
 {
     OffsetEntry entry;
@@ -138,6 +139,23 @@ Bytes SttSection(uint32_t systemTime, uint8_t gpsUtcOffset, uint16_t daylightSav
     return Build(0xCD, true, 0, payload);
 }
 
+Bytes WithCrc(Bytes section)
+{
+    if (section.size() < 3) {
+        return section;
+    }
+    const size_t length = (static_cast<size_t>(section[1] & 0x0FU) << 8U | section[2]) + 4;
+    section[1] = static_cast<uint8_t>((section[1] & 0xF0U) | ((length >> 8U) & 0x0FU));
+    section[2] = static_cast<uint8_t>(length);
+    const size_t body = section.size();
+    section.resize(body + 4);
+    dvbpsi_psi_section_t view{};
+    view.p_data = section.data();
+    view.p_payload_end = section.data() + body;
+    dvbpsi_CalculateCRC32(&view);
+    return section;
+}
+
 uint8_t CaptureWriter::NextCounter(uint16_t pid)
 {
     uint8_t& counter = m_counters[pid & 0x1FFFU];
@@ -146,27 +164,82 @@ uint8_t CaptureWriter::NextCounter(uint16_t pid)
     return value;
 }
 
-void CaptureWriter::Section(uint16_t pid, const Bytes& section)
+void CaptureWriter::Emit(const uint8_t* packet)
 {
+    if (m_unitSize == 192) {
+        // A 30-bit arrival timestamp, 27 MHz ticks; any steady count will do.
+        const uint32_t stamp = (m_units * 1000U) & 0x3FFFFFFFU;
+        for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+            m_data.push_back(static_cast<uint8_t>(stamp >> shift));
+        }
+    }
+    m_data.insert(m_data.end(), packet, packet + kPacketSize);
+    if (m_unitSize == 204) {
+        m_data.insert(m_data.end(), 16, 0x00);  // parity that nothing checks
+    }
+    m_last.assign(packet, packet + kPacketSize);
+    ++m_units;
+}
+
+void CaptureWriter::Sections(uint16_t pid, const std::vector<Bytes>& sections, size_t adaptation)
+{
+    Bytes all;
+    for (const Bytes& section : sections) {
+        all.insert(all.end(), section.begin(), section.end());
+    }
     size_t done = 0;
     bool first = true;
-    while (first || done < section.size()) {
+    while (first || done < all.size()) {
         uint8_t packet[kPacketSize];
         std::memset(packet, 0xFF, sizeof packet);
         packet[0] = 0x47;
         packet[1] = static_cast<uint8_t>((first ? 0x40U : 0U) | ((pid >> 8U) & 0x1FU));
         packet[2] = static_cast<uint8_t>(pid);
-        packet[3] = static_cast<uint8_t>(0x10U | NextCounter(pid));
         size_t at = 4;
+        const bool withField = first && adaptation > 0;
+        packet[3] = static_cast<uint8_t>((withField ? 0x30U : 0x10U) | NextCounter(pid));
+        if (withField) {
+            packet[at] = static_cast<uint8_t>(adaptation - 1);  // adaptation_field_length
+            if (adaptation > 1) {
+                packet[at + 1] = 0x00;  // no flags; stuffing bytes follow
+            }
+            at += adaptation;
+        }
         if (first) {
             packet[at++] = 0;  // pointer_field
         }
-        const size_t chunk = std::min(section.size() - done, kPacketSize - at);
-        std::memcpy(packet + at, section.data() + done, chunk);
+        const size_t chunk = std::min(all.size() - done, kPacketSize - at);
+        std::memcpy(packet + at, all.data() + done, chunk);
         done += chunk;
         first = false;
-        m_data.insert(m_data.end(), packet, packet + kPacketSize);
+        Emit(packet);
     }
+}
+
+void CaptureWriter::Filler(uint16_t pid)
+{
+    uint8_t packet[kPacketSize];
+    std::memset(packet, 0xFF, sizeof packet);
+    packet[0] = 0x47;
+    packet[1] = static_cast<uint8_t>((pid >> 8U) & 0x1FU);
+    packet[2] = static_cast<uint8_t>(pid);
+    packet[3] = static_cast<uint8_t>(0x10U | NextCounter(pid));
+    Emit(packet);
+}
+
+void CaptureWriter::Repeat()
+{
+    if (m_last.size() == kPacketSize) {
+        const Bytes last = m_last;
+        Emit(last.data());
+    }
+}
+
+bool CaptureWriter::Flush(std::FILE* file)
+{
+    const bool ok = std::fwrite(m_data.data(), 1, m_data.size(), file) == m_data.size();
+    m_data.clear();
+    return ok;
 }
 
 void CaptureWriter::Pcr(uint16_t pid, uint64_t ms)
@@ -188,7 +261,7 @@ void CaptureWriter::Pcr(uint16_t pid, uint64_t ms)
     packet[9] = static_cast<uint8_t>(base >> 1U);
     packet[10] = static_cast<uint8_t>(((base & 1U) << 7U) | 0x7EU | (extension >> 8U));
     packet[11] = static_cast<uint8_t>(extension);
-    m_data.insert(m_data.end(), packet, packet + kPacketSize);
+    Emit(packet);
 }
 
 void CaptureWriter::Raw(const Bytes& bytes)

@@ -4,8 +4,11 @@ namespace daksim::capture {
 
 namespace {
 
-constexpr uint32_t kMjdOf1970 = 40587;  // 1970-01-01
-constexpr uint32_t kSecondsPerDay = 86400;
+constexpr int64_t kMjdOf1970 = 40587;  // 1970-01-01
+constexpr int64_t kSecondsPerDay = 86400;
+// An MJD field below this counts from 0x10000 (2038-04-22 on).
+constexpr uint32_t kMjdRollover = 0x8000;
+constexpr int64_t kMjdWrap = 0x10000;
 
 // Two BCD digits; nothing when either is above 9.
 std::optional<uint32_t> Bcd2(uint32_t byte)
@@ -25,9 +28,9 @@ uint32_t ToBcd2(uint32_t value)
 
 }  // namespace
 
-std::optional<uint32_t> MjdBcdToUtc(uint64_t field)
+std::optional<int64_t> MjdBcdToUtc(uint64_t field)
 {
-    const auto mjd = static_cast<uint32_t>((field >> 24U) & 0xFFFFU);
+    const auto mjdField = static_cast<uint32_t>((field >> 24U) & 0xFFFFU);
     const auto hours = Bcd2(static_cast<uint32_t>((field >> 16U) & 0xFFU));
     const auto minutes = Bcd2(static_cast<uint32_t>((field >> 8U) & 0xFFU));
     const auto seconds = Bcd2(static_cast<uint32_t>(field & 0xFFU));
@@ -35,7 +38,9 @@ std::optional<uint32_t> MjdBcdToUtc(uint64_t field)
     if (!hours || !minutes || !seconds || *hours > 23 || *minutes > 59 || *seconds > 60) {
         return std::nullopt;
     }
-    return (mjd - kMjdOf1970) * kSecondsPerDay + *hours * 3600U + *minutes * 60U + *seconds;
+    const int64_t mjd = mjdField < kMjdRollover ? mjdField + kMjdWrap : int64_t{mjdField};
+    return (mjd - kMjdOf1970) * kSecondsPerDay + int64_t{*hours} * 3600 + int64_t{*minutes} * 60 +
+           int64_t{*seconds};
 }
 
 std::optional<int32_t> BcdHhmmToMinutes(uint16_t field)
@@ -48,13 +53,19 @@ std::optional<int32_t> BcdHhmmToMinutes(uint16_t field)
     return static_cast<int32_t>(*hours * 60 + *minutes);
 }
 
-uint64_t UtcToMjdBcd(uint32_t utc)
+uint64_t UtcToMjdBcd(int64_t utc)
 {
-    const uint32_t mjd = utc / kSecondsPerDay + kMjdOf1970;
-    const uint32_t second = utc % kSecondsPerDay;
-    return (static_cast<uint64_t>(mjd & 0xFFFFU) << 24U) |
-           (static_cast<uint64_t>(ToBcd2(second / 3600U)) << 16U) |
-           (static_cast<uint64_t>(ToBcd2(second / 60U % 60U)) << 8U) | ToBcd2(second % 60U);
+    // Days and seconds rounded down, also before 1970.
+    int64_t days = utc / kSecondsPerDay;
+    int64_t second = utc % kSecondsPerDay;
+    if (second < 0) {
+        second += kSecondsPerDay;
+        --days;
+    }
+    const auto mjd = static_cast<uint64_t>(days + kMjdOf1970) & 0xFFFFU;
+    const auto s = static_cast<uint32_t>(second);
+    return (mjd << 24U) | (static_cast<uint64_t>(ToBcd2(s / 3600U)) << 16U) |
+           (static_cast<uint64_t>(ToBcd2(s / 60U % 60U)) << 8U) | ToBcd2(s % 60U);
 }
 
 uint16_t MinutesToBcdHhmm(int32_t minutes)

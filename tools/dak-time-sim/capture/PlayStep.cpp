@@ -65,30 +65,36 @@ std::optional<std::string> CheckCaptures(const Script& script)
         if (step.kind != StepKind::StreamPlay) {
             continue;
         }
-        const auto read = ReadCaptureFile(CapturePath(script.name, step.text));
-        if (const auto* error = std::get_if<ReadError>(&read)) {
+        if (const auto error = CheckCaptureFile(CapturePath(script.name, step.text))) {
             return script.name + ":" + std::to_string(step.line) + ": " + error->message;
         }
     }
     return std::nullopt;
 }
 
-std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
-                            const PlayOutput& output, std::string& error)
+PlayOptions OptionsOf(const Step& step)
 {
-    const auto read = ReadCaptureFile(CapturePath(scriptName, step.text));
-    if (const auto* failed = std::get_if<ReadError>(&read)) {
-        error = failed->message;
-        return std::nullopt;
-    }
     PlayOptions options;
     options.scan = step.scan;
     options.mode = static_cast<int>(step.mode);
     options.country = step.country;
-    options.jst = step.jst;
+    if (step.region) {
+        options.region = static_cast<int>(*step.region);
+    }
+    options.wireMinutes = step.wireMinutes ? *step.wireMinutes : step.jst ? kJstMinutes : 0;
+    return options;
+}
+
+std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
+                            const PlayOutput& output, std::string& error)
+{
     PlayReport report;
     report.table = [&output](const Replayed& replayed) {
-        if (output.line) {
+        // A lost table was told by its note; one that was not handed over
+        // is told like a note, so that --quiet shows it too.
+        if (!replayed.handedOver && !replayed.lost && output.note) {
+            output.note("capture: " + Describe(replayed));
+        } else if (output.line && !replayed.lost) {
             output.line(Describe(replayed));
         }
         if (output.table) {
@@ -101,7 +107,13 @@ std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::s
                         note.text);
         };
     }
-    return Play(clock, std::get<Capture>(read), options, report);
+    const auto played =
+        PlayFile(clock, CapturePath(scriptName, step.text), OptionsOf(step), report);
+    if (const auto* failed = std::get_if<ReadError>(&played)) {
+        error = failed->message;
+        return std::nullopt;
+    }
+    return std::get<int>(played);
 }
 
 }  // namespace daksim::capture

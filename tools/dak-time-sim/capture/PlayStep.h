@@ -17,7 +17,7 @@ namespace daksim::capture {
 std::string CapturePath(const std::string& scriptName, const std::string& file);
 
 // "NAME:LINE: message" for the first play step whose capture cannot be read
-// as a transport stream; nothing when all can.
+// as a transport stream (judged from its first MiB); nothing when all can.
 std::optional<std::string> CheckCaptures(const Script& script);
 
 struct PlayOutput {
@@ -25,6 +25,9 @@ struct PlayOutput {
     std::function<void(const std::string&)> note;  // damage that was skipped
     std::function<void(const Replayed&)> table;    // a replayed table, for records
 };
+
+// The replay's options from the step's words.
+PlayOptions OptionsOf(const Step& step);
 
 // Replays the step's capture into `clock`: the number of time tables
 // handed over, or nothing with `error` set when the capture cannot be read.

@@ -179,7 +179,9 @@ void Records::Table(const TableEvent& table, const At& at)
     const std::string handle = table.handle.empty() ? "?" : table.handle;
     Clocks(at);
     if (m_timeline != nullptr) {
-        m_timeline->Table(at.moment, handle);
+        m_timeline->Table(
+            at.moment, handle,
+            table.result ? Timeline::TableMark::Accepted : Timeline::TableMark::Refused);
         if (table.result) {
             m_timeline->Stream(at.moment, handle, table.utc);
         }

@@ -30,9 +30,11 @@ void StreamPlay(RunContext& run, const Step& step)
     output.note = [&run](const std::string& note) { run.PrintAt(Now(), "  " + note); };
     const std::string handle = HandleText(step.profileId, step.subId);
     output.table = [&run, &handle](const capture::Replayed& replayed) {
+        const char* kind = capture::KindName(replayed.table->kind);
         if (replayed.handedOver) {
-            run.journal.Table(handle, capture::KindName(replayed.table->kind), replayed.utc,
-                              replayed.accepted);
+            run.journal.Table(handle, kind, replayed.utc, replayed.accepted);
+        } else {
+            run.journal.LostTable(handle, kind);
         }
     };
     std::string error;

@@ -116,7 +116,7 @@ TEST(CaptureReader, DecodesHandBuiltSections)
     EXPECT_TRUE(capture.notes.empty()) << Notes(capture);
     ASSERT_EQ(capture.tables.size(), 4U);
     EXPECT_EQ(capture.tables[0].kind, TimeTable::Kind::Tdt);
-    EXPECT_EQ(TableUtc(capture.tables[0], false), Utc(1993, 10, 13, 12, 45));
+    EXPECT_EQ(TableUtc(capture.tables[0]), Utc(1993, 10, 13, 12, 45));
 
     const TimeTable& decodedTot = capture.tables[1];
     EXPECT_EQ(decodedTot.kind, TimeTable::Kind::Tot);
@@ -136,7 +136,7 @@ TEST(CaptureReader, DecodesHandBuiltSections)
         EXPECT_EQ(capture.tables[i].systemTime, 1000000000U);
         EXPECT_EQ(capture.tables[i].gpsUtcOffset, 18);
         EXPECT_EQ(capture.tables[i].daylightSavings, 0x9F05);
-        EXPECT_EQ(TableUtc(capture.tables[i], false), 1000000000U - 18U + kGpsEpoch);
+        EXPECT_EQ(TableUtc(capture.tables[i]), 1000000000U - 18U + kGpsEpoch);
     }
 }
 
@@ -182,10 +182,10 @@ TEST(CaptureReader, SkipsDamageAndResynchronises)
 
     const Capture capture = Read(writer.Data());
     ASSERT_EQ(capture.tables.size(), 4U) << Notes(capture);
-    EXPECT_EQ(TableUtc(capture.tables[3], false), t + 4);
+    EXPECT_EQ(TableUtc(capture.tables[3]), t + 4);
     EXPECT_TRUE(HasNote(capture, 1133, "discontinuity")) << Notes(capture);
-    EXPECT_EQ(TableUtc(capture.tables[0], false), t);
-    EXPECT_EQ(TableUtc(capture.tables[1], false), t + 2);
+    EXPECT_EQ(TableUtc(capture.tables[0]), t);
+    EXPECT_EQ(TableUtc(capture.tables[1]), t + 2);
     EXPECT_EQ(capture.tables[1].packetOffset, 381U);
     EXPECT_EQ(capture.tables[2].systemTime, 1400000001U);
     EXPECT_TRUE(HasNote(capture, 188, "CRC")) << Notes(capture);
@@ -318,7 +318,7 @@ TEST_F(CaptureReplay, IsdbJst)
     CaptureWriter writer;
     writer.Section(kDvbTimePid, TotSection(UtcToMjdBcd(jst), {Offset("JPN", 0, jst + 3600, 0)}));
     PlayOptions options;
-    options.jst = true;
+    options.wireMinutes = kJstMinutes;
     EXPECT_EQ(Play(writer.Data(), options), 1);
     EXPECT_EQ(StreamClock(), utc);
     EXPECT_EQ(dakhost::PlatformClock(), utc);

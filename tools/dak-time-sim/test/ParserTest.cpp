@@ -174,6 +174,20 @@ TEST(ParserTest, ReadsHandlesAndStreamSteps)
     EXPECT_EQ(Error("stream 1/0 play x.ts country=DE"),
               "bad.scn:1: bad country 'DE' (want three letters)");
     EXPECT_EQ(Error("stream 1/0 play"), "bad.scn:1: missing capture file after 'play'");
+
+    // The time on the wire: hours or hours:minutes east of UTC; a region id.
+    step = ParseOne("stream 1/0 play x.ts wire=-3 region=63");
+    EXPECT_EQ(step.wireMinutes, -180);
+    EXPECT_EQ(step.region, 63);
+    EXPECT_FALSE(ParseOne("stream 1/0 play x.ts").wireMinutes);
+    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=+5:30").wireMinutes, 330);
+    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=-0:30").wireMinutes, -30);
+    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=9").wireMinutes, 540);
+    EXPECT_EQ(Error("stream 1/0 play x.ts wire=+15"),
+              "bad.scn:1: bad wire offset '+15' (want +9, -3 or +5:30)");
+    EXPECT_EQ(Error("stream 1/0 play x.ts wire=5:3"),
+              "bad.scn:1: bad wire offset '5:3' (want +9, -3 or +5:30)");
+    EXPECT_EQ(Error("stream 1/0 play x.ts region=64"), "bad.scn:1: bad region '64' (want 0 to 63)");
 }
 
 TEST(ParserTest, ReadsPlatformSteps)
