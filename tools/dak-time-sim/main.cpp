@@ -27,6 +27,7 @@
 #include <variant>
 #include <vector>
 
+#include "CommandLine.h"
 #include "DakHostControl.h"
 #include "DefaultScenario.h"
 #if DAK_SIM_EXPLAIN
@@ -83,7 +84,11 @@ void Usage(FILE* to)
         "                       JSON Lines); exit 2 when it is not a transport stream\n"
         "Exit status: 0 every expectation held; 1 an expectation failed;\n"
         "  2 a file could not be read or parsed (nothing of it runs), or bad options.\n"
-        "The scenario file format: docs/scenario-format.md in the source tree.\n",
+        "The scenario file format and the simulator's guide: scenario-format.md and\n"
+        "  README.md in " DAK_SIM_DOC_DIR
+        ",\n"
+        "  with example scenarios and captures in its examples/ folder (in the source\n"
+        "  tree: docs/scenario-format.md, tools/dak-time-sim/README.md, scenarios/).\n",
         to);
 }
 
@@ -103,19 +108,15 @@ void Version()
 bool OptionValue(const std::vector<std::string>& args, size_t& i, const std::string& name,
                  std::string& value)
 {
-    const std::string& arg = args[i];
-    if (arg.rfind(name + "=", 0) == 0) {
-        value = arg.substr(name.size() + 1);
-        return true;
+    switch (daksim::MatchOption(args, i, name, value)) {
+        case daksim::OptionMatch::No:
+            return false;
+        case daksim::OptionMatch::Missing:
+            std::fprintf(stderr, "dak-time-sim: %s needs a value\n", name.c_str());
+            std::exit(kExitBadInput);
+        case daksim::OptionMatch::Value:
+            break;
     }
-    if (arg != name) {
-        return false;
-    }
-    if (i + 1 >= args.size()) {
-        std::fprintf(stderr, "dak-time-sim: %s needs a value\n", name.c_str());
-        std::exit(kExitBadInput);
-    }
-    value = args[++i];
     return true;
 }
 

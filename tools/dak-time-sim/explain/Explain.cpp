@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 
+#include "CommandLine.h"
 #include "Fanout.h"
 #include "Findings.h"
 #include "LineReader.h"
@@ -66,20 +67,16 @@ void Usage(FILE* to)
 bool Value(const std::vector<std::string>& args, size_t& i, const std::string& name,
            std::string& value, bool& bad)
 {
-    const std::string& arg = args[i];
-    if (arg.rfind(name + "=", 0) == 0) {
-        value = arg.substr(name.size() + 1);
-        return true;
+    switch (MatchOption(args, i, name, value)) {
+        case OptionMatch::No:
+            return false;
+        case OptionMatch::Missing:
+            std::fprintf(stderr, "dak-time-sim explain: %s needs a value\n", name.c_str());
+            bad = true;
+            break;
+        case OptionMatch::Value:
+            break;
     }
-    if (arg != name) {
-        return false;
-    }
-    if (i + 1 >= args.size()) {
-        std::fprintf(stderr, "dak-time-sim explain: %s needs a value\n", name.c_str());
-        bad = true;
-        return true;
-    }
-    value = args[++i];
     return true;
 }
 

@@ -13,6 +13,7 @@
 #include "CaptureWriter.h"
 #include "DakTestFixture.h"
 #include "DvbTime.h"
+#include "ReplayFixture.h"
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 #include "TablesCommand.h"
@@ -20,34 +21,16 @@
 namespace {
 
 using namespace daksim::capture;
+using namespace daksim::capture::test;
 using daktest::Utc;
 
 constexpr uint16_t kPcrPid = 0x100;
-
-Capture Read(const Bytes& bytes)
-{
-    auto read = ReadCapture(bytes.data(), bytes.size());
-    if (const auto* error = std::get_if<ReadError>(&read)) {
-        ADD_FAILURE() << error->message;
-        return {};
-    }
-    return std::get<Capture>(std::move(read));
-}
 
 size_t CountNotes(const Capture& capture, const std::string& text)
 {
     return static_cast<size_t>(
         std::count_if(capture.notes.begin(), capture.notes.end(),
                       [&](const Note& note) { return note.text.find(text) != std::string::npos; }));
-}
-
-std::string Notes(const Capture& capture)
-{
-    std::string all;
-    for (const Note& note : capture.notes) {
-        all += std::to_string(note.packetOffset) + ": " + note.text + "\n";
-    }
-    return all;
 }
 
 std::vector<int64_t> Times(const Capture& capture)
@@ -59,42 +42,7 @@ std::vector<int64_t> Times(const Capture& capture)
     return times;
 }
 
-// A set with its manager and one stream clock, as the middleware starts them.
-class StreamReplay : public DakTest {
-protected:
-    void SetUp() override
-    {
-        DakTest::SetUp();
-        ASSERT_TRUE(TISystemTimeManager::Instance()->Init());
-        dakhost::WaitIdle();
-        TIStreamClock::Init();
-        DAKHandle handle;
-        handle.profileId = 1;
-        handle.subId = 0;
-        m_clock = TIStreamClock::Instance(handle);
-        ASSERT_NE(m_clock, nullptr);
-    }
-
-    int Play(const Bytes& bytes, const PlayOptions& options = {})
-    {
-        m_capture = Read(bytes);
-        m_replayed.clear();
-        PlayReport report;
-        report.table = [this](const Replayed& replayed) {
-            m_replayed.push_back(replayed);
-            m_replayed.back().table = nullptr;  // it does not outlive the call
-        };
-        const int tables = daksim::capture::Play(*m_clock, m_capture, options, report);
-        dakhost::WaitIdle();
-        return tables;
-    }
-
-    uint32_t StreamClock() { return static_cast<uint32_t>(m_clock->StreamClock(nullptr)); }
-
-    TIStreamClock* m_clock = nullptr;
-    Capture m_capture;
-    std::vector<Replayed> m_replayed;
-};
+using StreamReplay = ReplayFixture;
 
 // A multiplex whose TDTs carry a CRC_32 after the time and have their
 // reserved bits 0, one packet sent twice, TOT and TDT sharing a packet,

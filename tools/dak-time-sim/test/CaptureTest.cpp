@@ -12,26 +12,18 @@
 #include "CaptureWriter.h"
 #include "DakTestFixture.h"
 #include "DvbTime.h"
+#include "ReplayFixture.h"
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 
 namespace {
 
 using namespace daksim::capture;
+using namespace daksim::capture::test;
 using daktest::Utc;
 
 constexpr uint16_t kPcrPid = 0x100;
 constexpr uint32_t kGpsEpoch = 315964800;
-
-Capture Read(const Bytes& bytes)
-{
-    auto read = ReadCapture(bytes.data(), bytes.size());
-    if (const auto* error = std::get_if<ReadError>(&read)) {
-        ADD_FAILURE() << error->message;
-        return {};
-    }
-    return std::get<Capture>(std::move(read));
-}
 
 bool HasNote(const Capture& capture, uint64_t offset, const std::string& text)
 {
@@ -40,52 +32,7 @@ bool HasNote(const Capture& capture, uint64_t offset, const std::string& text)
     });
 }
 
-std::string Notes(const Capture& capture)
-{
-    std::string all;
-    for (const Note& note : capture.notes) {
-        all += std::to_string(note.packetOffset) + ": " + note.text + "\n";
-    }
-    return all;
-}
-
-// A set with its manager and one stream clock, as the middleware starts them.
-class CaptureReplay : public DakTest {
-protected:
-    void SetUp() override
-    {
-        DakTest::SetUp();
-        ASSERT_TRUE(TISystemTimeManager::Instance()->Init());
-        dakhost::WaitIdle();
-        TIStreamClock::Init();
-        DAKHandle handle;
-        handle.profileId = 1;
-        handle.subId = 0;
-        m_clock = TIStreamClock::Instance(handle);
-        ASSERT_NE(m_clock, nullptr);
-    }
-
-    int Play(const Bytes& bytes, const PlayOptions& options = {})
-    {
-        m_capture = Read(bytes);
-        const int tables = daksim::capture::Play(*m_clock, m_capture, options, {});
-        dakhost::WaitIdle();
-        return tables;
-    }
-
-    uint32_t StreamClock(bool* isSet = nullptr)
-    {
-        bool set = false;
-        const auto reading = static_cast<uint32_t>(m_clock->StreamClock(&set));
-        if (isSet != nullptr) {
-            *isSet = set;
-        }
-        return reading;
-    }
-
-    TIStreamClock* m_clock = nullptr;
-    Capture m_capture;
-};
+using CaptureReplay = ReplayFixture;
 
 // Sections as the standards print them, decoded through libdvbpsi and our
 // own field decoding: the worked example of EN 300 468 (MJD 0xC079 is
