@@ -25,7 +25,7 @@ namespace {
 
 // Where the virtual monotonic clock starts: a set's uptime when the
 // middleware comes up, so that a reading is never 0 (a reading's error value).
-constexpr uint64_t kMonotonicStartMs = 100 * 1000;
+constexpr uint64_t kMonotonicStartMs = uint64_t{100} * 1000;
 
 struct OsClocks {
     std::mutex lock;
