@@ -46,6 +46,17 @@ for deb in "$work"/*.deb; do
     echo "-- $(basename "$deb")"
     dpkg-deb --contents "$deb" | awk '{ print "   " $6 ($7 ? " " $7 " " $8 : "") }'
 done
+echo "== check-deb ($kind): no shared object of the packages replaces a C library function"
+unpacked="$work/unpacked"
+mkdir -p "$unpacked"
+for deb in "$work"/libdak-time1_*.deb "$work"/libdak-host-platform1_*.deb; do
+    dpkg-deb -x "$deb" "$unpacked"
+done
+nm_tool=nm
+if [[ $kind == cross ]]; then
+    nm_tool=arm-linux-gnueabihf-nm
+fi
+NM="$nm_tool" "$DAK_ROOT/tests/check_libc_symbols.sh" none "$unpacked"/usr/lib/*/lib*.so.1
 echo "== check-deb ($kind): lintian"
 lintian --fail-on error --tag-display-limit 0 "$work"/*.changes
 echo "check-deb: $kind ok"

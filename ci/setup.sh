@@ -20,6 +20,7 @@
 #   docs   Doxygen and help2man (API reference, manual page)
 #   external  pkg-config (ci/check-external.sh)
 #   deb    debhelper, lintian and the tools of a native package build
+#          (Doxygen for the API reference package)
 #   deb-cross  the armhf build dependencies of a cross package build
 #   all    every group
 set -euo pipefail
@@ -45,8 +46,8 @@ for group in "${groups[@]}"; do
         fuzz) wanted+=(clang-14 libclang-rt-14-dev) ;;
         docs) wanted+=(doxygen help2man) ;;
         external) wanted+=(pkg-config) ;;
-        deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man) ;;
-        deb-cross) wanted+=(g++-arm-linux-gnueabihf); want_deb_cross=1; need_armhf_arch=1 ;;
+        deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man doxygen) ;;
+        deb-cross) wanted+=(g++-arm-linux-gnueabihf doxygen); want_deb_cross=1; need_armhf_arch=1 ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                       libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
