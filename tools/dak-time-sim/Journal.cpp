@@ -35,9 +35,9 @@ const char* StoreKey(dakhost::Setting setting)
 
 }  // namespace
 
-std::string HandleText(int32_t profileId, uint16_t subId)
+std::string HandleText(const args::StreamHandle& handle)
 {
-    return std::to_string(profileId) + "/" + std::to_string(subId);
+    return std::to_string(handle.profileId) + "/" + std::to_string(handle.subId);
 }
 
 Journal::Journal(TraceFile* trace, Timeline* timeline) : m_trace(trace), m_timeline(timeline)

@@ -69,6 +69,6 @@ private:
 };
 
 // "1/0": a stream clock's handle as the scenario writes it.
-std::string HandleText(int32_t profileId, uint16_t subId);
+std::string HandleText(const args::StreamHandle& handle);
 
 }  // namespace daksim

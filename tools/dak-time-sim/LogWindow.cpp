@@ -11,8 +11,8 @@ LogWindow::LogWindow(const Script& script)
         const Step& step = script.steps[i];
         if (step.kind == StepKind::Mark) {
             windowStart = i;
-        } else if (step.kind == StepKind::ExpectLog || step.kind == StepKind::ExpectNoLog) {
-            m_pending.push_back({i, windowStart, &step, {}});
+        } else if (const auto* match = step.Get<args::LogMatch>()) {
+            m_pending.push_back({i, windowStart, match, {}});
         }
     }
 }
@@ -34,12 +34,12 @@ void LogWindow::Offer(const dakhost::LogLine& line)
     const std::lock_guard<std::mutex> lock(m_lock);
     for (size_t i = m_first; i < m_end; ++i) {
         Pending& pending = m_pending[i];
-        const Step& step = *pending.step;
-        if (pending.outcome.found || line.text.find(step.text) == std::string::npos) {
+        const args::LogMatch& match = *pending.match;
+        if (pending.outcome.found || line.text.find(match.text) == std::string::npos) {
             continue;
         }
-        if ((step.level && line.level != *step.level) ||
-            (step.via && static_cast<int>(line.via) != *step.via)) {
+        if ((match.level && line.level != *match.level) ||
+            (match.via && static_cast<int>(line.via) != *match.via)) {
             if (!pending.outcome.textOnly) {
                 pending.outcome.textOnly = LogLineText(line, false);
             }

@@ -40,7 +40,7 @@ private:
     struct Pending {
         size_t index = 0;        // of the expectation's step
         size_t windowStart = 0;  // of the mark before it (0: the file's start)
-        const Step* step = nullptr;
+        const args::LogMatch* match = nullptr;
         Outcome outcome;
     };
 

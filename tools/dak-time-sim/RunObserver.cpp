@@ -27,8 +27,8 @@ size_t SignalsKept(const Script& script)
 {
     size_t kept = kSignalsListed;
     for (const Step& step : script.steps) {
-        if (step.kind == StepKind::ExpectSignal) {
-            kept = std::max(kept, static_cast<size_t>(step.value));
+        if (const auto* signal = step.Get<args::SignalEntry>()) {
+            kept = std::max(kept, static_cast<size_t>(signal->number));
         }
     }
     return kept;

@@ -77,7 +77,8 @@ private:
         if (handler == nullptr) {  // a heading
             if (!m_options.quiet) {
                 m_runner.Print("");
-                m_runner.Print("## " + step.text);
+                const auto* heading = step.Get<args::Text>();
+                m_runner.Print("## " + (heading != nullptr ? heading->text : std::string()));
             }
             return;
         }

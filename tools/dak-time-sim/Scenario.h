@@ -1,24 +1,14 @@
-// A parsed scenario file: the steps of the file in order, each with the
-// values its words gave. Parsing needs nothing of the library, so a file is
-// checked completely before any of it runs.
+// A parsed scenario file: the steps of the file in order, each of its kind
+// with the record of the values its words gave. Parsing needs nothing of the
+// library, so a file is checked completely before any of it runs.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
-namespace daksim {
+#include "StepArgs.h"
 
-// A time as written: a fixed value, or `now` (the host's real time when the
-// step runs), with an optional tolerance in seconds for expectations.
-struct TimeValue {
-    bool now = false;
-    int64_t seconds = 0;
-    std::optional<int64_t> tolerance;
-};
+namespace daksim {
 
 enum class StepKind {
     Heading,  // a "## " comment line, echoed as a narrative heading
@@ -97,56 +87,18 @@ enum class StepKind {
     ExpectRegistered,
 };
 
-// Which agent a `set tzagent` / `set updateagent` step installs.
-enum class AgentChoice { Answer, Refuse, None, Other };
-
-// The settings-store values that `expect setting` reads.
-enum class SettingName { Reason, Dst, Offset, AutoClock, FirstStt };
-
-// What `expect result` compares with.
-struct ExpectedResult {
-    enum class Kind { Bool, Null, Number };
-    Kind kind = Kind::Null;
-    bool boolean = false;
-    TimeValue number;  // a plain integer or a time, with its tolerance
-};
-
 struct Step {
     StepKind kind = StepKind::Idle;
     int line = 0;
     std::string source;  // the step as written, comment removed
+    StepArgs args;       // the record of the kind
 
-    // The one integer, boolean or time of the step (N, B, CODE, K, R, T...).
-    int64_t value = 0;
-    bool flag = false;
-    TimeValue time;
-
-    // Stream steps.
-    int32_t profileId = 1;
-    uint16_t subId = 0;
-    bool scan = false;                   // scan=B
-    int64_t mode = 0;                    // mode=N
-    int64_t next = 0;                    // dvboffset NEXT
-    int64_t local = 0;                   // dvboffset LOCAL
-    std::optional<bool> isSet;           // set=B of a stream reading
-    std::string country;                 // play country=CCC (empty: the first entry)
-    bool jst = false;                    // play jst=B (wire=+9)
-    std::optional<int32_t> wireMinutes;  // play wire=OFFSET, minutes east of UTC
-    std::optional<int32_t> region;       // play region=N
-
-    int64_t settingType = 0;        // settime TYPE, expect signal type=T
-    std::optional<int64_t> option;  // option24 N (nullopt: none)
-    std::string text;               // tz string, log text
-    AgentChoice agent = AgentChoice::None;
-    std::map<int, int> offsets;  // tzagent REGION=OFFSET...
-    SettingName setting = SettingName::Reason;
-    int subscription = 0;          // 1 networktime, 2 timemode, 3 presentation
-    std::optional<int64_t> level;  // expect log level=N
-    std::optional<int> via;        // expect log via=V (a dakhost::Via value)
-    ExpectedResult expected;
-
-    // set rtc raw: the registers YEAR MON MDAY HOUR MIN SEC as written.
-    std::array<int32_t, 6> rtcRaw{};
+    // The step's record, null when the step is of another shape.
+    template <class Args>
+    const Args* Get() const
+    {
+        return std::get_if<Args>(&args);
+    }
 
     bool IsExpectation() const { return kind >= StepKind::ExpectResult; }
 };

@@ -62,31 +62,31 @@ std::string CapturePath(const std::string& scriptName, const std::string& file)
 std::optional<std::string> CheckCaptures(const Script& script)
 {
     for (const Step& step : script.steps) {
-        if (step.kind != StepKind::StreamPlay) {
+        const auto* play = step.Get<args::Capture>();
+        if (play == nullptr) {
             continue;
         }
-        if (const auto error = CheckCaptureFile(CapturePath(script.name, step.text))) {
+        if (const auto error = CheckCaptureFile(CapturePath(script.name, play->file))) {
             return script.name + ":" + std::to_string(step.line) + ": " + error->message;
         }
     }
     return std::nullopt;
 }
 
-PlayOptions OptionsOf(const Step& step)
+PlayOptions OptionsOf(const args::Capture& play)
 {
     PlayOptions options;
-    options.scan = step.scan;
-    options.mode = static_cast<int>(step.mode);
-    options.country = step.country;
-    if (step.region) {
-        options.region = static_cast<int>(*step.region);
-    }
-    options.wireMinutes = step.wireMinutes ? *step.wireMinutes : step.jst ? kJstMinutes : 0;
+    options.scan = play.scan;
+    options.mode = play.mode;
+    options.country = play.country;
+    options.region = play.region;
+    options.wireMinutes = play.wireMinutes ? *play.wireMinutes : play.jst ? kJstMinutes : 0;
     return options;
 }
 
-std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
-                            const PlayOutput& output, std::string& error)
+std::optional<int> PlayStep(TIStreamClock& clock, const args::Capture& play,
+                            const std::string& scriptName, const PlayOutput& output,
+                            std::string& error)
 {
     PlayReport report;
     report.table = [&output](const Replayed& replayed) {
@@ -108,7 +108,7 @@ std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::s
         };
     }
     const auto played =
-        PlayFile(clock, CapturePath(scriptName, step.text), OptionsOf(step), report);
+        PlayFile(clock, CapturePath(scriptName, play.file), OptionsOf(play), report);
     if (const auto* failed = std::get_if<ReadError>(&played)) {
         error = failed->message;
         return std::nullopt;

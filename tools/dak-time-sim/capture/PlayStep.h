@@ -27,11 +27,12 @@ struct PlayOutput {
 };
 
 // The replay's options from the step's words.
-PlayOptions OptionsOf(const Step& step);
+PlayOptions OptionsOf(const args::Capture& play);
 
 // Replays the step's capture into `clock`: the number of time tables
 // handed over, or nothing with `error` set when the capture cannot be read.
-std::optional<int> PlayStep(TIStreamClock& clock, const Step& step, const std::string& scriptName,
-                            const PlayOutput& output, std::string& error);
+std::optional<int> PlayStep(TIStreamClock& clock, const args::Capture& play,
+                            const std::string& scriptName, const PlayOutput& output,
+                            std::string& error);
 
 }  // namespace daksim::capture

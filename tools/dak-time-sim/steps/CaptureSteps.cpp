@@ -12,12 +12,12 @@
 
 namespace daksim::steps {
 
-void StreamPlay(RunContext& run, const Step& step)
+void StreamPlay(RunContext& run, const Step& step, const args::Capture& play)
 {
-    if (run.RefuseStale(step)) {
+    if (run.RefuseStale(step, play.handle)) {
         return;
     }
-    TIStreamClock* clock = run.Stream(step);
+    TIStreamClock* clock = run.Stream(play.handle);
     if (clock == nullptr) {
         run.SetNull();
         return;
@@ -28,7 +28,7 @@ void StreamPlay(RunContext& run, const Step& step)
         output.line = [&run](const std::string& line) { run.PrintAt(Now(), "  " + line); };
     }
     output.note = [&run](const std::string& note) { run.PrintAt(Now(), "  " + note); };
-    const std::string handle = HandleText(step.profileId, step.subId);
+    const std::string handle = HandleText(play.handle);
     output.table = [&run, &handle](const capture::Replayed& replayed) {
         const char* kind = capture::KindName(replayed.table->kind);
         if (replayed.handedOver) {
@@ -38,7 +38,7 @@ void StreamPlay(RunContext& run, const Step& step)
         }
     };
     std::string error;
-    const auto tables = capture::PlayStep(*clock, step, run.script.name, output, error);
+    const auto tables = capture::PlayStep(*clock, play, run.script.name, output, error);
     if (!tables) {
         run.Fail(step, "a capture to replay", error);
         run.SetRefused();

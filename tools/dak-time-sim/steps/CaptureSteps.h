@@ -10,7 +10,7 @@ class RunContext;
 namespace steps {
 
 // The result is the number of time tables handed over.
-void StreamPlay(RunContext& run, const Step& step);
+void StreamPlay(RunContext& run, const Step& step, const args::Capture& play);
 
 }  // namespace steps
 }  // namespace daksim

@@ -39,77 +39,77 @@ std::string Named(const std::string& name, int64_t value)
 
 }  // namespace
 
-void ExpectResult(RunContext& run, const Step& step)
+void ExpectResult(RunContext& run, const Step& step, const args::Result& result)
 {
-    const ExpectedResult& expected = step.expected;
-    const CallResult& result = run.result;
+    const ExpectedResult& expected = result.expected;
+    const CallResult& got = run.result;
     bool holds = false;
     std::string wanted;
     switch (expected.kind) {
         case ExpectedResult::Kind::Null:
             wanted = "null";
-            holds = result.kind == CallResult::Kind::Null;
+            holds = got.kind == CallResult::Kind::Null;
             break;
         case ExpectedResult::Kind::Bool:
             wanted = expected.boolean ? "true" : "false";
-            holds = result.kind == CallResult::Kind::Bool && result.boolean == expected.boolean;
+            holds = got.kind == CallResult::Kind::Bool && got.boolean == expected.boolean;
             break;
         case ExpectedResult::Kind::Number: {
             const int64_t number = Resolve(expected.number);
             const bool plain = !expected.number.now && !expected.number.tolerance;
             wanted = plain && number < kFirstTime ? std::to_string(number)
                                                   : ExpectedTimeText(expected.number, number);
-            if (result.kind == CallResult::Kind::Time || result.kind == CallResult::Kind::Count) {
-                holds = Within(result.value, expected.number, number);
-            } else if (result.kind == CallResult::Kind::Bool && plain) {
-                holds = (number == 0 || number == 1) && (number == 1) == result.boolean;
+            if (got.kind == CallResult::Kind::Time || got.kind == CallResult::Kind::Count) {
+                holds = Within(got.value, expected.number, number);
+            } else if (got.kind == CallResult::Kind::Bool && plain) {
+                holds = (number == 0 || number == 1) && (number == 1) == got.boolean;
             }
             break;
         }
     }
-    run.Check(step, holds, "result " + wanted, Describe(result));
+    run.Check(step, holds, "result " + wanted, Describe(got));
 }
 
-void ExpectSetting(RunContext& run, const Step& step)
+void ExpectSetting(RunContext& run, const Step& step, const args::StoredSetting& wanted)
 {
     using dakhost::Setting;
-    switch (step.setting) {
+    const int64_t value = wanted.value;
+    switch (wanted.setting) {
         case SettingName::Reason: {
             const int stored = dakhost::GetSetting(Setting::Reason);
-            run.Check(step, stored == step.value,
-                      "reason " + Named(ReasonName(step.value), step.value),
+            run.Check(step, stored == value, "reason " + Named(ReasonName(value), value),
                       Named(ReasonName(stored), stored));
             break;
         }
         case SettingName::AutoClock: {
             const int stored = dakhost::GetSetting(Setting::AutoClockType);
-            run.Check(step, stored == step.value,
-                      "stored autoclock " + Named(AutoTypeName(step.value), step.value),
+            run.Check(step, stored == value,
+                      "stored autoclock " + Named(AutoTypeName(value), value),
                       Named(AutoTypeName(stored), stored));
             break;
         }
         case SettingName::Dst: {
             const int stored = dakhost::GetSetting(Setting::FlagDst);
-            run.Check(step, stored == step.value, "stored dst " + std::to_string(step.value),
+            run.Check(step, stored == value, "stored dst " + std::to_string(value),
                       std::to_string(stored));
             break;
         }
         case SettingName::Offset: {
             const int stored = dakhost::GetSetting(Setting::TimeOffset);
-            run.Check(step, stored == step.value, "stored offset " + std::to_string(step.value),
+            run.Check(step, stored == value, "stored offset " + std::to_string(value),
                       std::to_string(stored));
             break;
         }
         case SettingName::FirstStt: {
             const int stored = dakhost::GetSetting(Setting::FirstStt);
-            if (step.value < 0) {
-                run.Check(step, stored == step.value,
-                          "stored firststt " + std::to_string(step.value), std::to_string(stored));
+            if (value < 0) {
+                run.Check(step, stored == value, "stored firststt " + std::to_string(value),
+                          std::to_string(stored));
             } else {
                 const auto actual = static_cast<int64_t>(static_cast<uint32_t>(stored));
-                const int64_t expected = Resolve(step.time);
-                run.Check(step, Within(actual, step.time, expected),
-                          "stored firststt " + ExpectedTimeText(step.time, expected),
+                const int64_t expected = Resolve(wanted.time);
+                run.Check(step, Within(actual, wanted.time, expected),
+                          "stored firststt " + ExpectedTimeText(wanted.time, expected),
                           TimeText(actual));
             }
             break;
@@ -117,41 +117,42 @@ void ExpectSetting(RunContext& run, const Step& step)
     }
 }
 
-void ExpectAutoClock(RunContext& run, const Step& step)
+void ExpectAutoClock(RunContext& run, const Step& step, const args::Value& type)
 {
-    ETypeOfAutoClock type = AutoType_max;
-    const bool answered = TISystemTimeManager::Instance()->GetAutoClockType(type);
-    const std::string got = answered ? Named(AutoTypeName(type), static_cast<int>(type))
-                                     : "false from GetAutoClockType";
-    run.Check(step, answered && type == step.value,
-              "autoclock " + Named(AutoTypeName(step.value), step.value), got);
+    ETypeOfAutoClock got = AutoType_max;
+    const bool answered = TISystemTimeManager::Instance()->GetAutoClockType(got);
+    const std::string text =
+        answered ? Named(AutoTypeName(got), static_cast<int>(got)) : "false from GetAutoClockType";
+    run.Check(step, answered && got == type.value,
+              "autoclock " + Named(AutoTypeName(type.value), type.value), text);
 }
 
-void ExpectClock(RunContext& run, const Step& step)
+void ExpectClock(RunContext& run, const Step& step, const args::Time& clock)
 {
-    run.CheckTime(step, "clock", dakhost::PlatformClock());
+    run.CheckTime(step, clock.time, "clock", dakhost::PlatformClock());
 }
 
-void ExpectRtc(RunContext& run, const Step& step)
+void ExpectRtc(RunContext& run, const Step& step, const args::Time& rtc)
 {
-    run.CheckTime(step, "rtc", dakhost::Rtc());
+    run.CheckTime(step, rtc.time, "rtc", dakhost::Rtc());
 }
 
-void ExpectSignals(RunContext& run, const Step& step)
+void ExpectSignals(RunContext& run, const Step& step, const args::Value& count)
 {
-    const auto count = static_cast<int64_t>(run.signals.Total());
-    run.Check(step, count == step.value, std::to_string(step.value) + " signals 108",
-              std::to_string(count));
+    const auto total = static_cast<int64_t>(run.signals.Total());
+    run.Check(step, total == count.value, std::to_string(count.value) + " signals 108",
+              std::to_string(total));
 }
 
-void ExpectSignal(RunContext& run, const Step& step)
+void ExpectSignal(RunContext& run, const Step& step, const args::SignalEntry& signal)
 {
-    const auto wanted = static_cast<unsigned>(static_cast<uint16_t>(step.settingType));
-    const std::string expected = "signal " + std::to_string(step.value) + " of type " +
-                                 Named(SetTypeName(step.settingType), step.settingType);
+    const auto wanted = static_cast<unsigned>(static_cast<uint16_t>(signal.type));
+    const std::string expected = "signal " + std::to_string(signal.number) + " of type " +
+                                 Named(SetTypeName(signal.type), signal.type);
     const int count = run.signals.Total();
     const std::optional<SignalBook::Seen> found =
-        count >= step.value ? run.signals.Numbered(static_cast<int>(step.value)) : std::nullopt;
+        count >= signal.number ? run.signals.Numbered(static_cast<int>(signal.number))
+                               : std::nullopt;
     if (!found) {
         run.Fail(step, expected, "only " + std::to_string(count) + " signals 108");
         return;
@@ -160,43 +161,43 @@ void ExpectSignal(RunContext& run, const Step& step)
               "type " + Named(SetTypeName(static_cast<int16_t>(found->type)), found->type));
 }
 
-void ExpectSubscribed(RunContext& run, const Step& step)
+void ExpectSubscribed(RunContext& run, const Step& step, const args::Subscription& subscription)
 {
-    const bool subscribed = dakhost::IsSubscribed(step.subscription);
-    run.Check(
-        step, subscribed == step.flag,
-        std::string(step.flag ? "" : "no ") + SubscriptionName(step.subscription) + " subscription",
-        subscribed ? "subscribed" : "not subscribed");
+    const bool subscribed = dakhost::IsSubscribed(subscription.which);
+    run.Check(step, subscribed == subscription.on,
+              std::string(subscription.on ? "" : "no ") + SubscriptionName(subscription.which) +
+                  " subscription",
+              subscribed ? "subscribed" : "not subscribed");
 }
 
-void ExpectRunning(RunContext& run, const Step& step)
+void ExpectRunning(RunContext& run, const Step& step, const args::Switch& wanted)
 {
     const bool exists = TISystemTimeManager::t_systemTimeManager != nullptr;
     const bool running = exists && dakhost::TaskCount() > 0;
-    run.Check(step, running == step.flag, step.flag ? "a running manager" : "no running manager",
+    run.Check(step, running == wanted.on, wanted.on ? "a running manager" : "no running manager",
               !exists   ? "no manager"
               : running ? "a running manager"
                         : "a manager whose task is not created");
 }
 
-void ExpectRegistered(RunContext& run, const Step& step)
+void ExpectRegistered(RunContext& run, const Step& step, const args::Value& count)
 {
     const int calls = dakhost::RegisterCalls();
-    run.Check(step, calls == step.value, std::to_string(step.value) + " register calls",
+    run.Check(step, calls == count.value, std::to_string(count.value) + " register calls",
               std::to_string(calls));
 }
 
-void ExpectLog(RunContext& run, const Step& step)
+void ExpectLog(RunContext& run, const Step& step, const args::LogMatch& match)
 {
     const bool wantsLine = step.kind == StepKind::ExpectLog;
     std::string wanted = wantsLine ? "log" : "no log";
-    if (step.level) {
-        wanted += " level=" + std::to_string(*step.level);
+    if (match.level) {
+        wanted += " level=" + std::to_string(*match.level);
     }
-    if (step.via) {
-        wanted += std::string(" via=") + dakhost::ViaName(static_cast<dakhost::Via>(*step.via));
+    if (match.via) {
+        wanted += std::string(" via=") + dakhost::ViaName(static_cast<dakhost::Via>(*match.via));
     }
-    wanted += " \"" + step.text + "\"";
+    wanted += " \"" + match.text + "\"";
     const std::string window = run.markLine > 0
                                    ? "since the mark at line " + std::to_string(run.markLine)
                                    : "since the file's start";

@@ -11,23 +11,27 @@ class RunContext;
 namespace steps {
 
 // The manager, the platform and the log.
-void ExpectResult(RunContext& run, const Step& step);
-void ExpectSetting(RunContext& run, const Step& step);
-void ExpectAutoClock(RunContext& run, const Step& step);
-void ExpectClock(RunContext& run, const Step& step);
-void ExpectRtc(RunContext& run, const Step& step);
-void ExpectSignals(RunContext& run, const Step& step);
-void ExpectSignal(RunContext& run, const Step& step);
-void ExpectSubscribed(RunContext& run, const Step& step);
-void ExpectRunning(RunContext& run, const Step& step);
-void ExpectRegistered(RunContext& run, const Step& step);
-void ExpectLog(RunContext& run, const Step& step);  // and `expect nolog`
+void ExpectResult(RunContext& run, const Step& step, const args::Result& result);
+void ExpectSetting(RunContext& run, const Step& step, const args::StoredSetting& stored);
+void ExpectAutoClock(RunContext& run, const Step& step, const args::Value& type);
+void ExpectClock(RunContext& run, const Step& step, const args::Time& clock);
+void ExpectRtc(RunContext& run, const Step& step, const args::Time& rtc);
+void ExpectSignals(RunContext& run, const Step& step, const args::Value& count);
+void ExpectSignal(RunContext& run, const Step& step, const args::SignalEntry& signal);
+void ExpectSubscribed(RunContext& run, const Step& step, const args::Subscription& subscription);
+void ExpectRunning(RunContext& run, const Step& step, const args::Switch& running);
+void ExpectRegistered(RunContext& run, const Step& step, const args::Value& count);
+void ExpectLog(RunContext& run, const Step& step,
+               const args::LogMatch& match);  // and `expect nolog`
 
 // A stream clock (StreamExpectations.cpp).
-void ExpectStreamReading(RunContext& run, const Step& step);  // clock and system
-void ExpectStreamMode(RunContext& run, const Step& step);
-void ExpectStreamDst(RunContext& run, const Step& step);
-void ExpectStreamDvbOffset(RunContext& run, const Step& step);  // and dvboffset none
+void ExpectStreamReading(RunContext& run, const Step& step,
+                         const args::Reading& reading);  // clock and system
+void ExpectStreamMode(RunContext& run, const Step& step, const args::StreamMode& mode);
+void ExpectStreamDst(RunContext& run, const Step& step, const args::StreamDst& dst);
+void ExpectStreamDvbOffset(RunContext& run, const Step& step, const args::DvbOffset& offset);
+void ExpectStreamNoDvbOffset(RunContext& run, const Step& step,
+                             const args::Stream& stream);  // and dvboffset none
 
 }  // namespace steps
 }  // namespace daksim

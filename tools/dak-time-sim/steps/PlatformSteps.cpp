@@ -18,12 +18,12 @@ namespace {
 
 using dakhost::Setting;
 
-int Value(const Step& step)
+int Int(const args::Value& value)
 {
-    return static_cast<int>(step.value);
+    return static_cast<int>(value.value);
 }
 
-dakhost::AgentMode Agent(AgentChoice choice)
+dakhost::AgentMode Mode(AgentChoice choice)
 {
     switch (choice) {
         case AgentChoice::Answer:
@@ -40,160 +40,159 @@ dakhost::AgentMode Agent(AgentChoice choice)
 
 }  // namespace
 
-void SetReason(RunContext& run, const Step& step)
+void SetReason(RunContext& run, const Step& /*step*/, const args::Value& reason)
 {
-    dakhost::SetSetting(Setting::Reason, Value(step));
-    run.decisions.ReasonStored(Value(step));
-    run.journal.Store(Setting::Reason, Value(step), false);
+    dakhost::SetSetting(Setting::Reason, Int(reason));
+    run.decisions.ReasonStored(Int(reason));
+    run.journal.Store(Setting::Reason, Int(reason), false);
 }
 
-void SetDst(RunContext& /*run*/, const Step& step)
+void SetDst(RunContext& /*run*/, const Step& /*step*/, const args::Value& dst)
 {
-    dakhost::SetSetting(Setting::FlagDst, Value(step));
+    dakhost::SetSetting(Setting::FlagDst, Int(dst));
 }
 
-void SetOffset(RunContext& /*run*/, const Step& step)
+void SetOffset(RunContext& /*run*/, const Step& /*step*/, const args::Value& offset)
 {
-    dakhost::SetSetting(Setting::TimeOffset, Value(step));
+    dakhost::SetSetting(Setting::TimeOffset, Int(offset));
 }
 
-void SetRegion(RunContext& /*run*/, const Step& step)
+void SetRegion(RunContext& /*run*/, const Step& /*step*/, const args::Value& region)
 {
-    dakhost::SetSetting(Setting::TimeZone, Value(step));
+    dakhost::SetSetting(Setting::TimeZone, Int(region));
 }
 
-void SetFirstStt(RunContext& /*run*/, const Step& step)
+void SetFirstStt(RunContext& /*run*/, const Step& /*step*/, const args::Value& first)
 {
-    dakhost::SetSetting(Setting::FirstStt, static_cast<int>(static_cast<uint32_t>(step.value)));
+    dakhost::SetSetting(Setting::FirstStt, static_cast<int>(static_cast<uint32_t>(first.value)));
 }
 
-void SetClockMode(RunContext& /*run*/, const Step& step)
+void SetClockMode(RunContext& /*run*/, const Step& /*step*/, const args::Value& mode)
 {
-    dakhost::SetSetting(Setting::ClockMode, Value(step));
+    dakhost::SetSetting(Setting::ClockMode, Int(mode));
 }
 
-void SetNetworkSet(RunContext& /*run*/, const Step& step)
+void SetNetworkSet(RunContext& /*run*/, const Step& /*step*/, const args::Switch& state)
 {
-    dakhost::SetSetting(Setting::NetworkSet, step.flag ? 1 : 0);
+    dakhost::SetSetting(Setting::NetworkSet, state.on ? 1 : 0);
 }
 
-void SetPresentation(RunContext& /*run*/, const Step& step)
+void SetPresentation(RunContext& /*run*/, const Step& /*step*/, const args::Value& presentation)
 {
-    dakhost::SetSetting(Setting::Presentation, Value(step));
+    dakhost::SetSetting(Setting::Presentation, Int(presentation));
 }
 
-void SetOption24(RunContext& run, const Step& step)
+void SetOption24(RunContext& run, const Step& /*step*/, const args::Option24& option)
 {
-    const std::optional<int> value =
-        step.option ? std::optional<int>(static_cast<int>(*step.option)) : std::nullopt;
+    const std::optional<int> value = option.value;
     dakhost::SetFactoryOption(24, value);
     run.decisions.Option24(value);
 }
 
-void SetPower(RunContext& /*run*/, const Step& step)
+void SetPower(RunContext& /*run*/, const Step& /*step*/, const args::Switch& power)
 {
-    dakhost::SetMasterPower(step.flag);
+    dakhost::SetMasterPower(power.on);
 }
 
-void SetTz(RunContext& /*run*/, const Step& step)
+void SetTz(RunContext& /*run*/, const Step& /*step*/, const args::Text& tz)
 {
-    setenv("TZ", step.text.c_str(), 1);
+    setenv("TZ", tz.text.c_str(), 1);
     tzset();
 }
 
-void SetRtc(RunContext& /*run*/, const Step& step)
+void SetRtc(RunContext& /*run*/, const Step& /*step*/, const args::Time& rtc)
 {
     dakhost::SetRtcPresent(true);
-    dakhost::SetRtc(Resolve(step.time));
+    dakhost::SetRtc(Resolve(rtc.time));
 }
 
-void SetRtcAbsent(RunContext& /*run*/, const Step& /*step*/)
+void SetRtcAbsent(RunContext& /*run*/, const Step& /*step*/, const args::None& /*none*/)
 {
     dakhost::SetRtcPresent(false);
 }
 
-void SetRtcRaw(RunContext& /*run*/, const Step& step)
+void SetRtcRaw(RunContext& /*run*/, const Step& /*step*/, const args::RtcRegisters& raw)
 {
-    const auto& raw = step.rtcRaw;  // year, month, day, hour, minute, second
+    const auto& r = raw.registers;  // year, month, day, hour, minute, second
     dakhost::SetRtcPresent(true);
-    dakhost::SetRtcRaw(rtc_time{raw[5], raw[4], raw[3], raw[2], raw[1], raw[0], 0, 0, 0});
+    dakhost::SetRtcRaw(rtc_time{r[5], r[4], r[3], r[2], r[1], r[0], 0, 0, 0});
 }
 
-void SetClock(RunContext& /*run*/, const Step& step)
+void SetClock(RunContext& /*run*/, const Step& /*step*/, const args::Time& clock)
 {
-    dakhost::SetPlatformClock(static_cast<uint32_t>(Resolve(step.time)));
+    dakhost::SetPlatformClock(static_cast<uint32_t>(Resolve(clock.time)));
 }
 
-void SetProcessClock(RunContext& /*run*/, const Step& step)
+void SetProcessClock(RunContext& /*run*/, const Step& /*step*/, const args::ProcessClock& clock)
 {
     // `real`: back to the machine's clock; otherwise a virtual time in ms.
-    dakhost::SetProcessClock(step.flag ? std::nullopt
-                                       : std::optional<int64_t>(Resolve(step.time) * 1000));
+    dakhost::SetProcessClock(clock.time ? std::optional<int64_t>(Resolve(*clock.time) * 1000)
+                                        : std::nullopt);
 }
 
-void SetTzAgent(RunContext& /*run*/, const Step& step)
+void SetTzAgent(RunContext& /*run*/, const Step& /*step*/, const args::Agent& agent)
 {
-    dakhost::SetTimeZoneAgent(Agent(step.agent), step.offsets);
+    dakhost::SetTimeZoneAgent(Mode(agent.choice), agent.offsets);
 }
 
-void SetUpdateAgent(RunContext& /*run*/, const Step& step)
+void SetUpdateAgent(RunContext& /*run*/, const Step& /*step*/, const args::Agent& agent)
 {
-    dakhost::SetTimeUpdateAgent(Agent(step.agent));
+    dakhost::SetTimeUpdateAgent(Mode(agent.choice));
 }
 
-void SetEventManager(RunContext& /*run*/, const Step& step)
+void SetEventManager(RunContext& /*run*/, const Step& /*step*/, const args::Switch& present)
 {
-    dakhost::SetEventManagerPresent(step.flag);
+    dakhost::SetEventManagerPresent(present.on);
 }
 
-void SetFactory(RunContext& /*run*/, const Step& step)
+void SetFactory(RunContext& /*run*/, const Step& /*step*/, const args::Switch& present)
 {
-    dakhost::SelectObjectFactory(step.flag ? dakhost::Region::KR : dakhost::Region::None);
+    dakhost::SelectObjectFactory(present.on ? dakhost::Region::KR : dakhost::Region::None);
 }
 
-void FailRtcRead(RunContext& /*run*/, const Step& step)
+void FailRtcRead(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailRtcRead(step.flag);
+    dakhost::FailRtcRead(fault.on);
 }
 
-void FailRtcWrite(RunContext& /*run*/, const Step& step)
+void FailRtcWrite(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailRtcWrite(step.flag);
+    dakhost::FailRtcWrite(fault.on);
 }
 
-void FailClockGet(RunContext& /*run*/, const Step& step)
+void FailClockGet(RunContext& /*run*/, const Step& /*step*/, const args::Value& code)
 {
-    dakhost::FailClockGet(Value(step));
+    dakhost::FailClockGet(Int(code));
 }
 
-void FailClockSet(RunContext& /*run*/, const Step& step)
+void FailClockSet(RunContext& /*run*/, const Step& /*step*/, const args::Value& code)
 {
-    dakhost::FailClockSet(Value(step));
+    dakhost::FailClockSet(Int(code));
 }
 
-void FailMonotonic(RunContext& /*run*/, const Step& step)
+void FailMonotonic(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailMonotonic(step.flag ? EINVAL : 0);
+    dakhost::FailMonotonic(fault.on ? EINVAL : 0);
 }
 
-void FailProcessClock(RunContext& /*run*/, const Step& step)
+void FailProcessClock(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailProcessClock(step.flag ? EINVAL : 0);
+    dakhost::FailProcessClock(fault.on ? EINVAL : 0);
 }
 
-void FailSend(RunContext& /*run*/, const Step& step)
+void FailSend(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailSend(step.flag);
+    dakhost::FailSend(fault.on);
 }
 
-void FailMutex(RunContext& /*run*/, const Step& step)
+void FailMutex(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailMutexCreate(step.flag);
+    dakhost::FailMutexCreate(fault.on);
 }
 
-void FailTaskCreate(RunContext& /*run*/, const Step& step)
+void FailTaskCreate(RunContext& /*run*/, const Step& /*step*/, const args::Switch& fault)
 {
-    dakhost::FailTaskCreate(step.flag);
+    dakhost::FailTaskCreate(fault.on);
 }
 
 }  // namespace daksim::steps

@@ -82,32 +82,33 @@ void RunContext::Check(const Step& step, bool holds, const std::string& expected
     }
 }
 
-void RunContext::CheckTime(const Step& step, const std::string& what, int64_t actual)
+void RunContext::CheckTime(const Step& step, const TimeValue& expected, const std::string& what,
+                           int64_t actual)
 {
-    const int64_t expected = Resolve(step.time);
-    Check(step, Within(actual, step.time, expected),
-          what + " " + ExpectedTimeText(step.time, expected), TimeText(actual));
+    const int64_t resolved = Resolve(expected);
+    Check(step, Within(actual, expected, resolved),
+          what + " " + ExpectedTimeText(expected, resolved), TimeText(actual));
 }
 
-TIStreamClock* RunContext::Stream(const Step& step)
+TIStreamClock* RunContext::Stream(const args::StreamHandle& handle)
 {
-    DAKHandle handle;
-    handle.profileId = step.profileId;
-    handle.subId = step.subId;
-    TIStreamClock* clock = TIStreamClock::Instance(handle);
+    DAKHandle dak;
+    dak.profileId = handle.profileId;
+    dak.subId = handle.subId;
+    TIStreamClock* clock = TIStreamClock::Instance(dak);
     if (clock != nullptr) {
-        m_clocks.insert(Key(step));
+        m_clocks.insert(Key(handle));
     }
     return clock;
 }
 
-bool RunContext::RefuseStale(const Step& step)
+bool RunContext::RefuseStale(const Step& step, const args::StreamHandle& clock)
 {
-    const auto stale = m_staleSince.find(Key(step));
+    const auto stale = m_staleSince.find(Key(clock));
     if (stale == m_staleSince.end()) {
         return false;
     }
-    const std::string handle = HandleText(step.profileId, step.subId);
+    const std::string handle = HandleText(clock);
     ++tally.failed;
     tally.failures.push_back({step.line, step.source});
     Print("FAIL " + script.name + ":" + std::to_string(step.line) + ": step refused: stream " +
@@ -131,9 +132,9 @@ void RunContext::StreamsGone()
     m_staleSince.clear();
 }
 
-void RunContext::StreamReset(const Step& step)
+void RunContext::StreamReset(const args::StreamHandle& handle)
 {
-    m_staleSince.erase(Key(step));
+    m_staleSince.erase(Key(handle));
 }
 
 }  // namespace daksim

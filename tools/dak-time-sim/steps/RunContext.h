@@ -64,25 +64,29 @@ public:
     void Pass(const Step& step);
     void Fail(const Step& step, const std::string& expected, const std::string& got);
     void Check(const Step& step, bool holds, const std::string& expected, const std::string& got);
-    // The step's time against `actual`, within the step's tolerance.
-    void CheckTime(const Step& step, const std::string& what, int64_t actual);
+    // `expected` against `actual`, within its tolerance.
+    void CheckTime(const Step& step, const TimeValue& expected, const std::string& what,
+                   int64_t actual);
 
-    // The step's stream clock, created on first use like the middleware
-    // would; null without a registry.
-    TIStreamClock* Stream(const Step& step);
+    // The stream clock of `handle`, created on first use like the
+    // middleware would; null without a registry.
+    TIStreamClock* Stream(const args::StreamHandle& handle);
     // A stream clock keeps the manager it was made with (until its Reset), so
     // the library wants the stream clocks gone before the manager goes. A
     // file that exits the manager first and then feeds such a clock would
     // make it call a destroyed manager: such a step is refused (true).
-    bool RefuseStale(const Step& step);
+    bool RefuseStale(const Step& step, const args::StreamHandle& handle);
     // The manager is going at `line`: every stream clock made holds it.
     void ManagerGone(int line);
     void StreamsGone();
-    void StreamReset(const Step& step);
+    void StreamReset(const args::StreamHandle& handle);
 
 private:
     using HandleKey = std::pair<int32_t, uint16_t>;
-    static HandleKey Key(const Step& step) { return {step.profileId, step.subId}; }
+    static HandleKey Key(const args::StreamHandle& handle)
+    {
+        return {handle.profileId, handle.subId};
+    }
 
     Runner& m_runner;
     std::set<HandleKey> m_clocks;           // stream clocks made in this registry

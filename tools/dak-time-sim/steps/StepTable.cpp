@@ -7,11 +7,34 @@
 #include "Expectations.h"
 #include "LibrarySteps.h"
 #include "PlatformSteps.h"
+#include "RunContext.h"
 #include "TimeSteps.h"
 
 namespace daksim {
 
 namespace {
+
+template <class Handler>
+struct ArgsOf;
+
+template <class Args>
+struct ArgsOf<void (*)(RunContext&, const Step&, const Args&)> {
+    using Type = Args;
+};
+
+// The handler `F` given the step's record. The parser makes each kind with
+// its record, so a step of another shape is this program's own fault: it
+// fails the step rather than run it on values it does not have.
+template <auto F>
+void Call(RunContext& run, const Step& step)
+{
+    using Args = typename ArgsOf<decltype(F)>::Type;
+    if (const Args* values = step.Get<Args>()) {
+        F(run, step, *values);
+    } else {
+        run.Fail(step, "the step's values", "a step read with the values of another");
+    }
+}
 
 struct StepRow {
     StepKind kind;
@@ -26,79 +49,79 @@ constexpr StepRow kRows[] = {
     {K::Heading, nullptr},
 
     // platform
-    {K::SetReason, s::SetReason},
-    {K::SetDst, s::SetDst},
-    {K::SetOffset, s::SetOffset},
-    {K::SetRegion, s::SetRegion},
-    {K::SetFirstStt, s::SetFirstStt},
-    {K::SetClockMode, s::SetClockMode},
-    {K::SetNetworkSet, s::SetNetworkSet},
-    {K::SetPresentation, s::SetPresentation},
-    {K::SetOption24, s::SetOption24},
-    {K::SetPower, s::SetPower},
-    {K::SetTz, s::SetTz},
-    {K::SetRtc, s::SetRtc},
-    {K::SetRtcAbsent, s::SetRtcAbsent},
-    {K::SetRtcRaw, s::SetRtcRaw},
-    {K::SetClock, s::SetClock},
-    {K::SetProcessClock, s::SetProcessClock},
-    {K::SetTzAgent, s::SetTzAgent},
-    {K::SetUpdateAgent, s::SetUpdateAgent},
-    {K::SetEventManager, s::SetEventManager},
-    {K::SetFactory, s::SetFactory},
-    {K::FailRtcRead, s::FailRtcRead},
-    {K::FailRtcWrite, s::FailRtcWrite},
-    {K::FailClockGet, s::FailClockGet},
-    {K::FailClockSet, s::FailClockSet},
-    {K::FailMonotonic, s::FailMonotonic},
-    {K::FailProcessClock, s::FailProcessClock},
-    {K::FailSend, s::FailSend},
-    {K::FailMutex, s::FailMutex},
-    {K::FailTaskCreate, s::FailTaskCreate},
+    {K::SetReason, Call<s::SetReason>},
+    {K::SetDst, Call<s::SetDst>},
+    {K::SetOffset, Call<s::SetOffset>},
+    {K::SetRegion, Call<s::SetRegion>},
+    {K::SetFirstStt, Call<s::SetFirstStt>},
+    {K::SetClockMode, Call<s::SetClockMode>},
+    {K::SetNetworkSet, Call<s::SetNetworkSet>},
+    {K::SetPresentation, Call<s::SetPresentation>},
+    {K::SetOption24, Call<s::SetOption24>},
+    {K::SetPower, Call<s::SetPower>},
+    {K::SetTz, Call<s::SetTz>},
+    {K::SetRtc, Call<s::SetRtc>},
+    {K::SetRtcAbsent, Call<s::SetRtcAbsent>},
+    {K::SetRtcRaw, Call<s::SetRtcRaw>},
+    {K::SetClock, Call<s::SetClock>},
+    {K::SetProcessClock, Call<s::SetProcessClock>},
+    {K::SetTzAgent, Call<s::SetTzAgent>},
+    {K::SetUpdateAgent, Call<s::SetUpdateAgent>},
+    {K::SetEventManager, Call<s::SetEventManager>},
+    {K::SetFactory, Call<s::SetFactory>},
+    {K::FailRtcRead, Call<s::FailRtcRead>},
+    {K::FailRtcWrite, Call<s::FailRtcWrite>},
+    {K::FailClockGet, Call<s::FailClockGet>},
+    {K::FailClockSet, Call<s::FailClockSet>},
+    {K::FailMonotonic, Call<s::FailMonotonic>},
+    {K::FailProcessClock, Call<s::FailProcessClock>},
+    {K::FailSend, Call<s::FailSend>},
+    {K::FailMutex, Call<s::FailMutex>},
+    {K::FailTaskCreate, Call<s::FailTaskCreate>},
 
     // library
-    {K::Init, s::Init},
-    {K::ManagerExit, s::ManagerExit},
-    {K::SetTime, s::SetTime},
-    {K::GetTime, s::GetTime},
-    {K::NetworkTime, s::NetworkTime},
-    {K::ReleaseTime, s::ReleaseTime},
-    {K::StreamsInit, s::StreamsInit},
-    {K::StreamsExit, s::StreamsExit},
-    {K::StreamSet, s::StreamSet},
-    {K::StreamMode, s::StreamMode},
-    {K::StreamDst, s::StreamDst},
-    {K::StreamDvbOffset, s::StreamDvbOffset},
-    {K::StreamReset, s::StreamReset},
+    {K::Init, Call<s::Init>},
+    {K::ManagerExit, Call<s::ManagerExit>},
+    {K::SetTime, Call<s::SetTime>},
+    {K::GetTime, Call<s::GetTime>},
+    {K::NetworkTime, Call<s::NetworkTime>},
+    {K::ReleaseTime, Call<s::ReleaseTime>},
+    {K::StreamsInit, Call<s::StreamsInit>},
+    {K::StreamsExit, Call<s::StreamsExit>},
+    {K::StreamSet, Call<s::StreamSet>},
+    {K::StreamMode, Call<s::StreamMode>},
+    {K::StreamDst, Call<s::StreamDst>},
+    {K::StreamDvbOffset, Call<s::StreamDvbOffset>},
+    {K::StreamReset, Call<s::StreamReset>},
 
     // capture replay
-    {K::StreamPlay, s::StreamPlay},
+    {K::StreamPlay, Call<s::StreamPlay>},
 
     // time
-    {K::Idle, s::Idle},
-    {K::Sync, s::Sync},
-    {K::Advance, s::Advance},
-    {K::Mark, s::Mark},
+    {K::Idle, Call<s::Idle>},
+    {K::Sync, Call<s::Sync>},
+    {K::Advance, Call<s::Advance>},
+    {K::Mark, Call<s::Mark>},
 
     // expectations
-    {K::ExpectResult, s::ExpectResult},
-    {K::ExpectSetting, s::ExpectSetting},
-    {K::ExpectAutoClock, s::ExpectAutoClock},
-    {K::ExpectClock, s::ExpectClock},
-    {K::ExpectRtc, s::ExpectRtc},
-    {K::ExpectSignals, s::ExpectSignals},
-    {K::ExpectSignal, s::ExpectSignal},
-    {K::ExpectSubscribed, s::ExpectSubscribed},
-    {K::ExpectRunning, s::ExpectRunning},
-    {K::ExpectStreamClock, s::ExpectStreamReading},
-    {K::ExpectStreamSystem, s::ExpectStreamReading},
-    {K::ExpectStreamMode, s::ExpectStreamMode},
-    {K::ExpectStreamDst, s::ExpectStreamDst},
-    {K::ExpectStreamDvbOffset, s::ExpectStreamDvbOffset},
-    {K::ExpectStreamNoDvbOffset, s::ExpectStreamDvbOffset},
-    {K::ExpectLog, s::ExpectLog},
-    {K::ExpectNoLog, s::ExpectLog},
-    {K::ExpectRegistered, s::ExpectRegistered},
+    {K::ExpectResult, Call<s::ExpectResult>},
+    {K::ExpectSetting, Call<s::ExpectSetting>},
+    {K::ExpectAutoClock, Call<s::ExpectAutoClock>},
+    {K::ExpectClock, Call<s::ExpectClock>},
+    {K::ExpectRtc, Call<s::ExpectRtc>},
+    {K::ExpectSignals, Call<s::ExpectSignals>},
+    {K::ExpectSignal, Call<s::ExpectSignal>},
+    {K::ExpectSubscribed, Call<s::ExpectSubscribed>},
+    {K::ExpectRunning, Call<s::ExpectRunning>},
+    {K::ExpectStreamClock, Call<s::ExpectStreamReading>},
+    {K::ExpectStreamSystem, Call<s::ExpectStreamReading>},
+    {K::ExpectStreamMode, Call<s::ExpectStreamMode>},
+    {K::ExpectStreamDst, Call<s::ExpectStreamDst>},
+    {K::ExpectStreamDvbOffset, Call<s::ExpectStreamDvbOffset>},
+    {K::ExpectStreamNoDvbOffset, Call<s::ExpectStreamNoDvbOffset>},
+    {K::ExpectLog, Call<s::ExpectLog>},
+    {K::ExpectNoLog, Call<s::ExpectLog>},
+    {K::ExpectRegistered, Call<s::ExpectRegistered>},
 };
 // clang-format on
 

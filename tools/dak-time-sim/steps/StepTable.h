@@ -1,6 +1,10 @@
 // The runner's one dispatch table: every step kind and the handler that
-// runs it. A new step is one row here and one handler in its family's file
-// (PlatformSteps, LibrarySteps, TimeSteps, Expectations, CaptureSteps).
+// runs it. A handler takes its kind's record:
+//
+//     void SetDst(RunContext& run, const Step& step, const args::Value& dst);
+//
+// and a new step is one row in StepTable.cpp and one handler in its family's
+// file (PlatformSteps, LibrarySteps, TimeSteps, Expectations, CaptureSteps).
 #pragma once
 
 #include "Scenario.h"

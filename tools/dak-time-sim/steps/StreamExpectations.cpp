@@ -13,86 +13,104 @@ namespace daksim::steps {
 namespace {
 
 // The step's stream clock, or a failed verdict and null.
-TIStreamClock* Clock(RunContext& run, const Step& step)
+TIStreamClock* Clock(RunContext& run, const Step& step, const args::StreamHandle& handle)
 {
-    TIStreamClock* clock = run.Stream(step);
+    TIStreamClock* clock = run.Stream(handle);
     if (clock == nullptr) {
-        run.Fail(step, "a stream clock " + HandleText(step.profileId, step.subId),
-                 "null from TIStreamClock::Instance");
+        run.Fail(step, "a stream clock " + HandleText(handle), "null from TIStreamClock::Instance");
     }
     return clock;
 }
 
-std::string Named(const Step& step, const std::string& what)
+std::string Named(const args::StreamHandle& handle, const std::string& what)
 {
-    return "stream " + HandleText(step.profileId, step.subId) + " " + what;
+    return "stream " + HandleText(handle) + " " + what;
 }
 
 }  // namespace
 
-void ExpectStreamReading(RunContext& run, const Step& step)
+void ExpectStreamReading(RunContext& run, const Step& step, const args::Reading& reading)
 {
-    TIStreamClock* clock = Clock(run, step);
+    TIStreamClock* clock = Clock(run, step, reading.handle);
     if (clock == nullptr) {
         return;
     }
     const bool system = step.kind == StepKind::ExpectStreamSystem;
     bool isSet = false;
-    const unsigned long reading =
+    const unsigned long read =
         system ? clock->StreamClockOfSystem(&isSet) : clock->StreamClock(&isSet);
-    const auto actual = static_cast<int64_t>(static_cast<uint32_t>(reading));
-    const int64_t expected = Resolve(step.time);
-    std::string wanted = Named(
-        step, std::string(system ? "system " : "clock ") + ExpectedTimeText(step.time, expected));
-    bool holds = Within(actual, step.time, expected);
-    if (step.isSet) {
-        wanted += std::string(" set=") + (*step.isSet ? "1" : "0");
-        holds = holds && isSet == *step.isSet;
+    const auto actual = static_cast<int64_t>(static_cast<uint32_t>(read));
+    const int64_t expected = Resolve(reading.time);
+    std::string wanted = Named(reading.handle, std::string(system ? "system " : "clock ") +
+                                                   ExpectedTimeText(reading.time, expected));
+    bool holds = Within(actual, reading.time, expected);
+    if (reading.isSet) {
+        wanted += std::string(" set=") + (*reading.isSet ? "1" : "0");
+        holds = holds && isSet == *reading.isSet;
     }
     run.Check(step, holds, wanted, TimeText(actual) + " set=" + (isSet ? "1" : "0"));
 }
 
-void ExpectStreamMode(RunContext& run, const Step& step)
+void ExpectStreamMode(RunContext& run, const Step& step, const args::StreamMode& mode)
 {
-    if (TIStreamClock* clock = Clock(run, step)) {
-        const int mode = clock->GetMode();
-        run.Check(step, mode == step.mode, Named(step, "mode " + std::to_string(step.mode)),
-                  std::to_string(mode));
+    if (TIStreamClock* clock = Clock(run, step, mode.handle)) {
+        const int got = clock->GetMode();
+        run.Check(step, got == mode.mode, Named(mode.handle, "mode " + std::to_string(mode.mode)),
+                  std::to_string(got));
     }
 }
 
-void ExpectStreamDst(RunContext& run, const Step& step)
+void ExpectStreamDst(RunContext& run, const Step& step, const args::StreamDst& dst)
 {
-    if (TIStreamClock* clock = Clock(run, step)) {
-        const bool dst = clock->StreamDST();
-        run.Check(step, dst == step.flag, Named(step, step.flag ? "dst 1" : "dst 0"),
-                  dst ? "1" : "0");
+    if (TIStreamClock* clock = Clock(run, step, dst.handle)) {
+        const bool got = clock->StreamDST();
+        run.Check(step, got == dst.dst, Named(dst.handle, dst.dst ? "dst 1" : "dst 0"),
+                  got ? "1" : "0");
     }
 }
 
-void ExpectStreamDvbOffset(RunContext& run, const Step& step)
+namespace {
+
+// The clock's DVB offset as "TOC NEXT LOCAL", or "none"; whether it holds one.
+bool HeldOffset(TIStreamClock& clock, args::DvbOffset& held, std::string& text)
 {
-    TIStreamClock* clock = Clock(run, step);
+    unsigned long toc = 0;
+    const bool holds = clock.GetDVBTimeOffset(toc, held.next, held.local);
+    held.timeOfChange = static_cast<int64_t>(toc);
+    text = holds ? std::to_string(toc) + " " + std::to_string(held.next) + " " +
+                       std::to_string(held.local)
+                 : "none";
+    return holds;
+}
+
+}  // namespace
+
+void ExpectStreamDvbOffset(RunContext& run, const Step& step, const args::DvbOffset& offset)
+{
+    TIStreamClock* clock = Clock(run, step, offset.handle);
     if (clock == nullptr) {
         return;
     }
-    unsigned long toc = 0;
-    int next = 0;
-    int local = 0;
-    const bool held = clock->GetDVBTimeOffset(toc, next, local);
-    const std::string got =
-        held ? std::to_string(toc) + " " + std::to_string(next) + " " + std::to_string(local)
-             : "none";
-    if (step.kind == StepKind::ExpectStreamNoDvbOffset) {
-        run.Check(step, !held, Named(step, "dvboffset none"), got);
+    args::DvbOffset held;
+    std::string got;
+    const bool holds = HeldOffset(*clock, held, got);
+    const std::string wanted = std::to_string(offset.timeOfChange) + " " +
+                               std::to_string(offset.next) + " " + std::to_string(offset.local);
+    run.Check(step,
+              holds && held.timeOfChange == offset.timeOfChange && held.next == offset.next &&
+                  held.local == offset.local,
+              Named(offset.handle, "dvboffset " + wanted), got);
+}
+
+void ExpectStreamNoDvbOffset(RunContext& run, const Step& step, const args::Stream& stream)
+{
+    TIStreamClock* clock = Clock(run, step, stream.handle);
+    if (clock == nullptr) {
         return;
     }
-    const std::string wanted = std::to_string(step.time.seconds) + " " + std::to_string(step.next) +
-                               " " + std::to_string(step.local);
-    run.Check(step,
-              held && static_cast<int64_t>(toc) == step.time.seconds && next == step.next &&
-                  local == step.local,
-              Named(step, "dvboffset " + wanted), got);
+    args::DvbOffset held;
+    std::string got;
+    run.Check(step, !HeldOffset(*clock, held, got), Named(stream.handle, "dvboffset none"), got);
 }
 
 }  // namespace daksim::steps

@@ -7,22 +7,22 @@
 
 namespace daksim::steps {
 
-void Idle(RunContext& /*run*/, const Step& /*step*/)
+void Idle(RunContext& /*run*/, const Step& /*step*/, const args::None& /*none*/)
 {
     dakhost::WaitIdle();
 }
 
-void Sync(RunContext& /*run*/, const Step& /*step*/)
+void Sync(RunContext& /*run*/, const Step& /*step*/, const args::None& /*none*/)
 {
     dakhost::FireAlarms();
 }
 
-void Advance(RunContext& /*run*/, const Step& step)
+void Advance(RunContext& /*run*/, const Step& /*step*/, const args::Duration& advance)
 {
-    dakhost::Advance(static_cast<uint64_t>(step.value));
+    dakhost::Advance(static_cast<uint64_t>(advance.ms));
 }
 
-void Mark(RunContext& run, const Step& step)
+void Mark(RunContext& run, const Step& step, const args::None& /*none*/)
 {
     dakhost::ClearLogs();
     run.markLine = step.line;

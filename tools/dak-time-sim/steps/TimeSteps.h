@@ -9,10 +9,10 @@ class RunContext;
 
 namespace steps {
 
-void Idle(RunContext& run, const Step& step);
-void Sync(RunContext& run, const Step& step);
-void Advance(RunContext& run, const Step& step);
-void Mark(RunContext& run, const Step& step);
+void Idle(RunContext& run, const Step& step, const args::None& none);
+void Sync(RunContext& run, const Step& step, const args::None& none);
+void Advance(RunContext& run, const Step& step, const args::Duration& advance);
+void Mark(RunContext& run, const Step& step, const args::None& none);
 
 }  // namespace steps
 }  // namespace daksim

@@ -31,6 +31,18 @@ Step ParseOne(const std::string& text)
     return script.steps.empty() ? Step{} : script.steps.front();
 }
 
+// The record of the one step of `text`; a failure when it has another.
+template <class Args>
+Args Of(const std::string& text)
+{
+    const Step step = ParseOne(text);
+    if (const Args* values = step.Get<Args>()) {
+        return *values;
+    }
+    ADD_FAILURE() << "another record for: " << text;
+    return {};
+}
+
 std::string Error(const std::string& text)
 {
     auto result = ParseScript("bad.scn", text);
@@ -92,7 +104,7 @@ TEST(ParserTest, SkipsBlankAndCommentLinesAndKeepsHeadings)
         "mark\n");
     ASSERT_EQ(script.steps.size(), 3U);
     EXPECT_EQ(script.steps[0].kind, StepKind::Heading);
-    EXPECT_EQ(script.steps[0].text, "A heading");
+    EXPECT_EQ(script.steps[0].Get<args::Text>()->text, "A heading");
     EXPECT_EQ(script.steps[1].kind, StepKind::Idle);
     EXPECT_EQ(script.steps[1].line, 5);
     EXPECT_EQ(script.steps[1].source, "idle");
@@ -101,88 +113,90 @@ TEST(ParserTest, SkipsBlankAndCommentLinesAndKeepsHeadings)
 
 TEST(ParserTest, ReadsQuotedWordsWithEscapes)
 {
-    const Step step = ParseOne(R"(expect log "a \"b\" \\ \e[0m # not a comment")");
-    EXPECT_EQ(step.kind, StepKind::ExpectLog);
-    EXPECT_EQ(step.text, "a \"b\" \\ \x1b[0m # not a comment");
+    const std::string line = R"(expect log "a \"b\" \\ \e[0m # not a comment")";
+    EXPECT_EQ(ParseOne(line).kind, StepKind::ExpectLog);
+    EXPECT_EQ(Of<args::LogMatch>(line).text, "a \"b\" \\ \x1b[0m # not a comment");
 }
 
 TEST(ParserTest, ReadsTimesAndTolerances)
 {
-    Step step = ParseOne("settime 2024-03-05T10:00:00Z manual");
-    EXPECT_EQ(step.kind, StepKind::SetTime);
-    EXPECT_EQ(step.time.seconds, 1709632800);
-    EXPECT_EQ(step.settingType, 0);
-    EXPECT_FALSE(step.flag);
+    EXPECT_EQ(ParseOne("settime 2024-03-05T10:00:00Z manual").kind, StepKind::SetTime);
+    auto set = Of<args::TimeSetting>("settime 2024-03-05T10:00:00Z manual");
+    EXPECT_EQ(set.time.seconds, 1709632800);
+    EXPECT_EQ(set.type, 0);
+    EXPECT_FALSE(set.dst);
 
-    step = ParseOne("settime 1709632800 SetType_stream dst=on");
-    EXPECT_EQ(step.time.seconds, 1709632800);
-    EXPECT_EQ(step.settingType, 1);
-    EXPECT_TRUE(step.flag);
+    set = Of<args::TimeSetting>("settime 1709632800 SetType_stream dst=on");
+    EXPECT_EQ(set.time.seconds, 1709632800);
+    EXPECT_EQ(set.type, 1);
+    EXPECT_TRUE(set.dst);
 
-    step = ParseOne("expect clock now~2");
-    EXPECT_TRUE(step.time.now);
-    EXPECT_EQ(step.time.tolerance, 2);
+    const TimeValue now = Of<args::Time>("expect clock now~2").time;
+    EXPECT_TRUE(now.now);
+    EXPECT_EQ(now.tolerance, 2);
 
-    step = ParseOne("expect rtc 2024-03-05T10:00:00Z~1");
-    EXPECT_EQ(step.kind, StepKind::ExpectRtc);
-    EXPECT_EQ(step.time.tolerance, 1);
+    EXPECT_EQ(ParseOne("expect rtc 2024-03-05T10:00:00Z~1").kind, StepKind::ExpectRtc);
+    EXPECT_EQ(Of<args::Time>("expect rtc 2024-03-05T10:00:00Z~1").time.tolerance, 1);
 
-    step = ParseOne("set rtc 2106-03-01T00:00:00Z");
-    EXPECT_EQ(step.time.seconds, dakhost::UtcFromCivil(2106, 3, 1, 0, 0, 0));
+    EXPECT_EQ(Of<args::Time>("set rtc 2106-03-01T00:00:00Z").time.seconds,
+              dakhost::UtcFromCivil(2106, 3, 1, 0, 0, 0));
 }
 
 TEST(ParserTest, ReadsDurations)
 {
-    EXPECT_EQ(ParseOne("advance 500ms").value, 500);
-    EXPECT_EQ(ParseOne("advance 30s").value, 30000);
-    EXPECT_EQ(ParseOne("advance 2m").value, 120000);
-    EXPECT_EQ(ParseOne("advance 2h").value, 7200000);
-    EXPECT_EQ(ParseOne("advance 1d").value, 86400000);
+    EXPECT_EQ(Of<args::Duration>("advance 500ms").ms, 500);
+    EXPECT_EQ(Of<args::Duration>("advance 30s").ms, 30000);
+    EXPECT_EQ(Of<args::Duration>("advance 2m").ms, 120000);
+    EXPECT_EQ(Of<args::Duration>("advance 2h").ms, 7200000);
+    EXPECT_EQ(Of<args::Duration>("advance 1d").ms, 86400000);
     // Up to 100 years, a leap day every fourth.
-    EXPECT_EQ(ParseOne("advance 36525d").value, 36525LL * 86400000);
+    EXPECT_EQ(Of<args::Duration>("advance 36525d").ms, 36525LL * 86400000);
 }
 
 TEST(ParserTest, ReadsHandlesAndStreamSteps)
 {
-    Step step = ParseOne("stream -3/2 set 2024-03-05T10:00:00Z scan=1 mode=4");
-    EXPECT_EQ(step.kind, StepKind::StreamSet);
-    EXPECT_EQ(step.profileId, -3);
-    EXPECT_EQ(step.subId, 2);
-    EXPECT_TRUE(step.scan);
-    EXPECT_EQ(step.mode, 4);
+    EXPECT_EQ(ParseOne("stream -3/2 set 2024-03-05T10:00:00Z scan=1 mode=4").kind,
+              StepKind::StreamSet);
+    const auto set = Of<args::StreamTime>("stream -3/2 set 2024-03-05T10:00:00Z scan=1 mode=4");
+    EXPECT_EQ(set.handle.profileId, -3);
+    EXPECT_EQ(set.handle.subId, 2);
+    EXPECT_TRUE(set.scan);
+    EXPECT_EQ(set.mode, 4);
 
-    step = ParseOne("stream 1/0 dvboffset -1 60 0");
-    EXPECT_EQ(step.kind, StepKind::StreamDvbOffset);
-    EXPECT_EQ(step.time.seconds, 4294967295);
-    EXPECT_EQ(step.next, 60);
+    EXPECT_EQ(ParseOne("stream 1/0 dvboffset -1 60 0").kind, StepKind::StreamDvbOffset);
+    const auto offset = Of<args::DvbOffset>("stream 1/0 dvboffset -1 60 0");
+    EXPECT_EQ(offset.timeOfChange, 4294967295);
+    EXPECT_EQ(offset.next, 60);
 
-    step = ParseOne("expect stream 1/65535 clock now~1 set=true");
-    EXPECT_EQ(step.kind, StepKind::ExpectStreamClock);
-    EXPECT_EQ(step.subId, 65535);
-    EXPECT_EQ(step.isSet, true);
+    EXPECT_EQ(ParseOne("expect stream 1/65535 clock now~1 set=true").kind,
+              StepKind::ExpectStreamClock);
+    const auto reading = Of<args::Reading>("expect stream 1/65535 clock now~1 set=true");
+    EXPECT_EQ(reading.handle.subId, 65535);
+    EXPECT_EQ(reading.isSet, true);
 
     EXPECT_EQ(ParseOne("expect stream 1/0 dvboffset none").kind, StepKind::ExpectStreamNoDvbOffset);
 
-    step = ParseOne("stream 2/1 play \"captures/a b.ts\" jst=1 country=jpn mode=3 scan=on");
-    EXPECT_EQ(step.kind, StepKind::StreamPlay);
-    EXPECT_EQ(step.text, "captures/a b.ts");
-    EXPECT_TRUE(step.jst);
-    EXPECT_TRUE(step.scan);
-    EXPECT_EQ(step.mode, 3);
-    EXPECT_EQ(step.country, "jpn");
-    EXPECT_EQ(ParseOne("stream 1/0 play x.ts").country, "");
+    const std::string play = "stream 2/1 play \"captures/a b.ts\" jst=1 country=jpn mode=3 scan=on";
+    EXPECT_EQ(ParseOne(play).kind, StepKind::StreamPlay);
+    const auto capture = Of<args::Capture>(play);
+    EXPECT_EQ(capture.file, "captures/a b.ts");
+    EXPECT_TRUE(capture.jst);
+    EXPECT_TRUE(capture.scan);
+    EXPECT_EQ(capture.mode, 3);
+    EXPECT_EQ(capture.country, "jpn");
+    EXPECT_EQ(Of<args::Capture>("stream 1/0 play x.ts").country, "");
     EXPECT_EQ(Error("stream 1/0 play x.ts country=DE"),
               "bad.scn:1: bad country 'DE' (want three letters)");
     EXPECT_EQ(Error("stream 1/0 play"), "bad.scn:1: missing capture file after 'play'");
 
     // The time on the wire: hours or hours:minutes east of UTC; a region id.
-    step = ParseOne("stream 1/0 play x.ts wire=-3 region=63");
-    EXPECT_EQ(step.wireMinutes, -180);
-    EXPECT_EQ(step.region, 63);
-    EXPECT_FALSE(ParseOne("stream 1/0 play x.ts").wireMinutes);
-    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=+5:30").wireMinutes, 330);
-    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=-0:30").wireMinutes, -30);
-    EXPECT_EQ(ParseOne("stream 1/0 play x.ts wire=9").wireMinutes, 540);
+    const auto wire = Of<args::Capture>("stream 1/0 play x.ts wire=-3 region=63");
+    EXPECT_EQ(wire.wireMinutes, -180);
+    EXPECT_EQ(wire.region, 63);
+    EXPECT_FALSE(Of<args::Capture>("stream 1/0 play x.ts").wireMinutes);
+    EXPECT_EQ(Of<args::Capture>("stream 1/0 play x.ts wire=+5:30").wireMinutes, 330);
+    EXPECT_EQ(Of<args::Capture>("stream 1/0 play x.ts wire=-0:30").wireMinutes, -30);
+    EXPECT_EQ(Of<args::Capture>("stream 1/0 play x.ts wire=9").wireMinutes, 540);
     EXPECT_EQ(Error("stream 1/0 play x.ts wire=+15"),
               "bad.scn:1: bad wire offset '+15' (want +9, -3 or +5:30)");
     EXPECT_EQ(Error("stream 1/0 play x.ts wire=5:3"),
@@ -192,26 +206,30 @@ TEST(ParserTest, ReadsHandlesAndStreamSteps)
 
 TEST(ParserTest, ReadsPlatformSteps)
 {
-    Step step = ParseOne("set tzagent 5=540 7=-210");
-    EXPECT_EQ(step.agent, AgentChoice::Answer);
-    EXPECT_EQ(step.offsets.at(5), 540);
-    EXPECT_EQ(step.offsets.at(7), -210);
-    EXPECT_EQ(ParseOne("set tzagent refuse").agent, AgentChoice::Refuse);
-    EXPECT_EQ(ParseOne("set updateagent deny").agent, AgentChoice::Refuse);
-    EXPECT_FALSE(ParseOne("set option24 none").option);
-    EXPECT_EQ(ParseOne("set option24 4").option, 4);
-    EXPECT_EQ(ParseOne("set reason Reason_stream").value, 3);
-    EXPECT_EQ(ParseOne("set tz \"CET-1CEST,M3.5.0,M10.5.0/3\"").text, "CET-1CEST,M3.5.0,M10.5.0/3");
+    const auto agent = Of<args::Agent>("set tzagent 5=540 7=-210");
+    EXPECT_EQ(agent.choice, AgentChoice::Answer);
+    EXPECT_EQ(agent.offsets.at(5), 540);
+    EXPECT_EQ(agent.offsets.at(7), -210);
+    EXPECT_EQ(Of<args::Agent>("set tzagent refuse").choice, AgentChoice::Refuse);
+    EXPECT_EQ(Of<args::Agent>("set updateagent deny").choice, AgentChoice::Refuse);
+    EXPECT_FALSE(Of<args::Option24>("set option24 none").value);
+    EXPECT_EQ(Of<args::Option24>("set option24 4").value, 4);
+    EXPECT_EQ(Of<args::Value>("set reason Reason_stream").value, 3);
+    EXPECT_EQ(Of<args::Text>("set tz \"CET-1CEST,M3.5.0,M10.5.0/3\"").text,
+              "CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(ParseOne("set rtc absent").kind, StepKind::SetRtcAbsent);
-    EXPECT_EQ(ParseOne("fail clockset -5").value, -5);
-    EXPECT_TRUE(ParseOne("fail mutex on").flag);
+    EXPECT_EQ(Of<args::Value>("fail clockset -5").value, -5);
+    EXPECT_TRUE(Of<args::Switch>("fail mutex on").on);
+    EXPECT_FALSE(Of<args::ProcessClock>("set processclock real").time);
+    EXPECT_EQ(Of<args::ProcessClock>("set processclock 1709632800").time->seconds, 1709632800);
 }
 
 TEST(ParserTest, ReadsRawHardwareClockRegistersAsAnyInt32)
 {
-    const Step step = ParseOne("set rtc raw -1 12 0 24 60 -2147483648");
-    EXPECT_EQ(step.kind, StepKind::SetRtcRaw);
-    EXPECT_EQ(step.rtcRaw, (std::array<int32_t, 6>{-1, 12, 0, 24, 60, INT32_MIN}));
+    const std::string line = "set rtc raw -1 12 0 24 60 -2147483648";
+    EXPECT_EQ(ParseOne(line).kind, StepKind::SetRtcRaw);
+    EXPECT_EQ(Of<args::RtcRegisters>(line).registers,
+              (std::array<int32_t, 6>{-1, 12, 0, 24, 60, INT32_MIN}));
     EXPECT_NE(Error("set rtc raw 124 2 5 10 0").find("missing second"), std::string::npos);
     EXPECT_EQ(Error("set rtc raw 124 2 5 10 0 2147483648"),
               "bad.scn:1: second out of range '2147483648' (want a 32-bit integer)");
@@ -220,29 +238,32 @@ TEST(ParserTest, ReadsRawHardwareClockRegistersAsAnyInt32)
 
 TEST(ParserTest, ReadsExpectations)
 {
-    Step step = ParseOne("expect result true");
-    EXPECT_EQ(step.expected.kind, ExpectedResult::Kind::Bool);
-    EXPECT_TRUE(step.expected.boolean);
-    EXPECT_EQ(ParseOne("expect result null").expected.kind, ExpectedResult::Kind::Null);
-    step = ParseOne("expect result 2024-03-05T10:00:00Z~1");
-    EXPECT_EQ(step.expected.kind, ExpectedResult::Kind::Number);
-    EXPECT_EQ(step.expected.number.tolerance, 1);
+    ExpectedResult expected = Of<args::Result>("expect result true").expected;
+    EXPECT_EQ(expected.kind, ExpectedResult::Kind::Bool);
+    EXPECT_TRUE(expected.boolean);
+    EXPECT_EQ(Of<args::Result>("expect result null").expected.kind, ExpectedResult::Kind::Null);
+    expected = Of<args::Result>("expect result 2024-03-05T10:00:00Z~1").expected;
+    EXPECT_EQ(expected.kind, ExpectedResult::Kind::Number);
+    EXPECT_EQ(expected.number.tolerance, 1);
 
-    step = ParseOne("expect signal 2 type=-1");
-    EXPECT_EQ(step.value, 2);
-    EXPECT_EQ(step.settingType, -1);
+    const auto signal = Of<args::SignalEntry>("expect signal 2 type=-1");
+    EXPECT_EQ(signal.number, 2);
+    EXPECT_EQ(signal.type, -1);
 
-    step = ParseOne("expect log level=4 via=PrintF \"over the range\"");
-    EXPECT_EQ(step.level, 4);
-    EXPECT_EQ(step.via, static_cast<int>(dakhost::Via::PrintF));
-    EXPECT_EQ(step.text, "over the range");
+    const auto log = Of<args::LogMatch>("expect log level=4 via=PrintF \"over the range\"");
+    EXPECT_EQ(log.level, 4);
+    EXPECT_EQ(log.via, static_cast<int>(dakhost::Via::PrintF));
+    EXPECT_EQ(log.text, "over the range");
 
-    step = ParseOne("expect nolog \"level=4\"");
-    EXPECT_EQ(step.kind, StepKind::ExpectNoLog);
-    EXPECT_EQ(step.text, "level=4");
+    EXPECT_EQ(ParseOne("expect nolog \"level=4\"").kind, StepKind::ExpectNoLog);
+    EXPECT_EQ(Of<args::LogMatch>("expect nolog \"level=4\"").text, "level=4");
 
-    EXPECT_EQ(ParseOne("expect setting autoclock max").value, 2);
-    EXPECT_EQ(ParseOne("expect subscribed timemode 1").subscription, 2);
+    const auto stored = Of<args::StoredSetting>("expect setting autoclock max");
+    EXPECT_EQ(stored.setting, SettingName::AutoClock);
+    EXPECT_EQ(stored.value, 2);
+    EXPECT_EQ(Of<args::StoredSetting>("expect setting firststt -7").value, -7);
+    EXPECT_EQ(Of<args::StoredSetting>("expect setting firststt 1709632800~3").time.tolerance, 3);
+    EXPECT_EQ(Of<args::Subscription>("expect subscribed timemode 1").which, 2);
 }
 
 TEST(ParserTest, NamesTheWordNotUnderstood)

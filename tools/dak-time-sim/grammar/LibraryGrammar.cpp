@@ -1,0 +1,158 @@
+// The library's calls: `manager exit`, `settime`, `streams init|exit` and
+// the stream clock's `stream H ...`, capture replay included.
+#include <algorithm>
+#include <cctype>
+#include <string>
+
+#include "Grammar.h"
+#include "Values.h"
+
+namespace daksim::grammar {
+
+namespace {
+
+using K = StepKind;
+
+// stream H set T [scan=B] [mode=N]
+StepArgs StreamSet(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    args::StreamTime set{handle, Time(in.Next("time"), Tolerance::Refused), false, 0};
+    for (const auto& [key, value] : in.Options({"scan", "mode"})) {
+        if (key == "scan") {
+            set.scan = Boolean(Word{value, false}, "scan");
+        } else {
+            set.mode = Int32(Word{value, false}, "mode");
+        }
+    }
+    return set;
+}
+
+StepArgs StreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    return args::StreamMode{handle, Int32(in.Next("mode"), "mode")};
+}
+
+// stream H dst B [mode=N]
+StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    args::StreamDst dst{handle, Boolean(in.Next("daylight-saving state"), "daylight-saving state"),
+                        0};
+    for (const auto& option : in.Options({"mode"})) {
+        dst.mode = Int32(Word{option.second, false}, "mode");
+    }
+    return dst;
+}
+
+StepArgs StreamDvbOffset(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    args::DvbOffset offset{handle, TimeOfChange(in.Next("time of change")), 0, 0};
+    offset.next = Int32(in.Next("next offset"), "next offset");
+    offset.local = Int32(in.Next("local offset"), "local offset");
+    return offset;
+}
+
+StepArgs StreamReset(LineReader& /*in*/, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    return args::Stream{handle};
+}
+
+bool IsCountryCode(const std::string& value)
+{
+    return value.size() == 3 && std::all_of(value.begin(), value.end(), [](char c) {
+               return std::isalpha(static_cast<unsigned char>(c)) != 0;
+           });
+}
+
+// stream H play FILE [scan=B] [mode=N] [country=CCC] [region=N] [wire=OFFSET]
+// [jst=B]
+StepArgs StreamPlay(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    args::Capture play;
+    play.handle = handle;
+    play.file = in.Next("capture file").text;
+    for (const auto& [key, value] :
+         in.Options({"scan", "mode", "country", "jst", "wire", "region"})) {
+        const Word word{value, false};
+        if (key == "wire") {
+            play.wireMinutes = WireOffset(value);
+        } else if (key == "region") {
+            const int32_t region = Int32(word, "region");
+            if (region < 0 || region > 63) {
+                throw LineError{"bad region " + Quote(value) + " (want 0 to 63)"};
+            }
+            play.region = region;
+        } else if (key == "scan") {
+            play.scan = Boolean(word, "scan");
+        } else if (key == "mode") {
+            play.mode = Int32(word, "mode");
+        } else if (key == "jst") {
+            play.jst = Boolean(word, "jst");
+        } else if (IsCountryCode(value)) {
+            play.country = value;
+        } else {
+            throw LineError{"bad country " + Quote(value) + " (want three letters)"};
+        }
+    }
+    return play;
+}
+
+// clang-format off
+constexpr StreamPhrase kStreamSteps[] = {
+    {"set", K::StreamSet, StreamSet},
+    {"mode", K::StreamMode, StreamMode},
+    {"dst", K::StreamDst, StreamDst},
+    {"dvboffset", K::StreamDvbOffset, StreamDvbOffset},
+    {"reset", K::StreamReset, StreamReset},
+    {"play", K::StreamPlay, StreamPlay},
+};
+// clang-format on
+
+}  // namespace
+
+StepArgs ReadManager(LineReader& in, StepKind& /*kind*/)
+{
+    const Word& what = in.Next("'exit'");
+    if (what.text != "exit") {
+        throw LineError{"unknown manager step " + Quote(what.text) + " (want manager exit)"};
+    }
+    return args::None{};
+}
+
+// settime T TYPE [dst=B]
+StepArgs ReadSetTime(LineReader& in, StepKind& /*kind*/)
+{
+    args::TimeSetting set;
+    set.time = Time(in.Next("time"), Tolerance::Refused);
+    set.type = SetType(in.Next("setting type"));
+    for (const auto& option : in.Options({"dst"})) {
+        set.dst = Boolean(Word{option.second, false}, "dst");
+    }
+    return set;
+}
+
+StepArgs ReadStreams(LineReader& in, StepKind& kind)
+{
+    const Word& what = in.Next("'init' or 'exit'");
+    if (what.text == "init") {
+        kind = K::StreamsInit;
+    } else if (what.text == "exit") {
+        kind = K::StreamsExit;
+    } else {
+        throw LineError{"unknown streams step " + Quote(what.text) + " (want init or exit)"};
+    }
+    return args::None{};
+}
+
+StepArgs ReadStream(LineReader& in, StepKind& kind)
+{
+    const args::StreamHandle handle = Handle(in.Next("handle"));
+    const Word& what = in.Next("stream operation");
+    const StreamPhrase* phrase = Find(kStreamSteps, what.text);
+    if (phrase == nullptr) {
+        throw LineError{"unknown stream operation " + Quote(what.text)};
+    }
+    kind = phrase->kind;
+    return phrase->read(in, handle, kind);
+}
+
+}  // namespace daksim::grammar
