@@ -12,14 +12,14 @@ namespace steps {
 
 // The manager, the platform and the log.
 void ExpectResult(RunContext& run, const Step& step, const args::Result& result);
-void ExpectSetting(RunContext& run, const Step& step, const args::StoredSetting& stored);
+void ExpectSetting(RunContext& run, const Step& step, const args::StoredSetting& wanted);
 void ExpectAutoClock(RunContext& run, const Step& step, const args::Value& type);
 void ExpectClock(RunContext& run, const Step& step, const args::Time& clock);
 void ExpectRtc(RunContext& run, const Step& step, const args::Time& rtc);
 void ExpectSignals(RunContext& run, const Step& step, const args::Value& count);
 void ExpectSignal(RunContext& run, const Step& step, const args::SignalEntry& signal);
 void ExpectSubscribed(RunContext& run, const Step& step, const args::Subscription& subscription);
-void ExpectRunning(RunContext& run, const Step& step, const args::Switch& running);
+void ExpectRunning(RunContext& run, const Step& step, const args::Switch& wanted);
 void ExpectRegistered(RunContext& run, const Step& step, const args::Value& count);
 void ExpectLog(RunContext& run, const Step& step,
                const args::LogMatch& match);  // and `expect nolog`

@@ -75,7 +75,7 @@ public:
     // the library wants the stream clocks gone before the manager goes. A
     // file that exits the manager first and then feeds such a clock would
     // make it call a destroyed manager: such a step is refused (true).
-    bool RefuseStale(const Step& step, const args::StreamHandle& handle);
+    bool RefuseStale(const Step& step, const args::StreamHandle& clock);
     // The manager is going at `line`: every stream clock made holds it.
     void ManagerGone(int line);
     void StreamsGone();
