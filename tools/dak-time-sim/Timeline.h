@@ -18,14 +18,13 @@
 // are kept as one run, so a quiet year costs what a quiet minute does.
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Moment.h"
+#include "timeline/Bands.h"
 
 namespace daksim {
 
@@ -42,9 +41,9 @@ public:
     void Clocks(const Moment& moment, int64_t rtc);
     // A stream clock was given a time (by a step or a table).
     void Stream(const Moment& moment, const std::string& handle, int64_t utc);
-    // A replayed table: the stream clock accepted it (filled), refused it
-    // (hollow), or it was damaged and never handed over (a cross).
-    enum class TableMark { Accepted, Refused, Lost };
+    // A replayed table: accepted (filled), refused (hollow), or damaged and
+    // never handed over (a cross).
+    using TableMark = timeline::TableMark;
     void Table(const Moment& moment, const std::string& handle, TableMark mark);
     void Setting(const Moment& moment, int64_t type, bool accepted);
     void SyncFired(const Moment& moment);
@@ -55,49 +54,11 @@ public:
     std::string Svg() const;
 
 private:
-    struct Point {
-        uint64_t t;
-        size_t step;  // during which step
-        int64_t value;
-    };
-    struct Series {
-        std::vector<Point> points;
-        size_t dropped = 0;
-        void Add(uint64_t t, size_t step, int64_t value, int64_t slack);
-    };
-    struct Marker {
-        uint64_t t;
-        size_t step;
-        int64_t type;
-        bool accepted;
-    };
-    struct Ticks {  // count ticks at first, first + period, ...
-        uint64_t first;
-        uint64_t period;
-        uint64_t count;
-    };
-    struct Band {
-        std::string name;
-        uint32_t startClock = 0;
-        uint64_t endMs = 0;
-        std::vector<uint64_t> stepStarts;  // one a step: bounded by the file, not by time
-        std::optional<int64_t> reference;  // the reference's difference from startClock
-        Series platform;
-        Series rtc;
-        std::map<std::string, Series> streams;
-        std::map<std::string, std::array<std::vector<Ticks>, 3>> tables;  // by TableMark
-        std::vector<Marker> markers;
-        size_t markersDropped = 0;
-        std::vector<Ticks> syncs;
-        Series reason;
-        Series autoClock;
-    };
+    using Band = timeline::Band;
 
     Band* Current();
     static size_t StepNow(const Band& band);
     int64_t Difference(const Band& band, const Moment& moment, int64_t utc) const;
-    static void AddTick(std::vector<Ticks>& runs, uint64_t t);
-    void DrawBand(std::string& svg, const Band& band, int top) const;
 
     std::vector<Band> m_bands;
 };
