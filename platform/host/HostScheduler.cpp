@@ -19,6 +19,8 @@
 //   ahead as well as switch often. The choice is std::mt19937 (its sequence
 //   is fixed by the C++ standard) reduced to a range by rejection here, so
 //   the same seed chooses alike on every library and word size.
+#include <sched.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -28,6 +30,7 @@
 #include <mutex>
 #include <optional>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "DakHostControl.h"
@@ -49,7 +52,7 @@ struct Scheduler {
     std::mutex lock;
     // The controller first, then the threads in the order they were made.
     std::vector<std::unique_ptr<SimThread>> threads;
-    SimThread* current = nullptr;
+    std::atomic<SimThread*> current{nullptr};  // written under `lock` only
     std::mt19937 generator;
     uint32_t seed = 0;
     // How often (in percent) a thread that may go on at a point keeps the
@@ -108,6 +111,52 @@ SimThread* Choose(Scheduler& s, SimThread* self)
     return runnable[Below(s.generator, static_cast<uint32_t>(runnable.size()))];
 }
 
+// How long a thread waiting for the baton watches for it before it sleeps.
+constexpr int kWatchRounds = 1000;
+
+void Relax()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__arm__) || defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+// Whether this process may run on more than one processor (its affinity,
+// not the machine's count: `taskset -c 0` leaves one).
+bool MayRunOnTwo()
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (sched_getaffinity(0, sizeof set, &set) != 0) {
+        return std::thread::hardware_concurrency() > 1;
+    }
+    return CPU_COUNT(&set) > 1;
+}
+
+// Waits until the baton is `self`'s. Hand-overs are what a seeded run
+// spends its time on, and the thread that took the baton usually gives it
+// back within microseconds: with a second processor to run it, the waiter
+// watches for a few microseconds without the lock before it sleeps, so that
+// most hand-overs cost no wake-up by the kernel. Who runs next is chosen
+// under the lock either way.
+void AwaitTurn(Scheduler& s, std::unique_lock<std::mutex>& lock, SimThread* self)
+{
+    static const bool kWatch = MayRunOnTwo();
+    if (kWatch && s.current.load(std::memory_order_acquire) != self) {
+        lock.unlock();
+        for (int round = 0; round < kWatchRounds; ++round) {
+            if (s.current.load(std::memory_order_acquire) == self) {
+                break;
+            }
+            Relax();
+        }
+        lock.lock();
+    }
+    self->turn.wait(lock, [&s, self] { return s.current.load(std::memory_order_relaxed) == self; });
+}
+
 // Gives the baton to `next` and waits until it comes back to `self`.
 void HandOver(Scheduler& s, std::unique_lock<std::mutex>& lock, SimThread* self, SimThread* next)
 {
@@ -116,7 +165,7 @@ void HandOver(Scheduler& s, std::unique_lock<std::mutex>& lock, SimThread* self,
     }
     s.current = next;
     next->turn.notify_one();
-    self->turn.wait(lock, [&s, self] { return s.current == self; });
+    AwaitTurn(s, lock, self);
 }
 
 void ReportStuck(Scheduler& s)
@@ -189,7 +238,7 @@ void ScheduleBlock(const void* key)
         s.current = next;
         next->turn.notify_one();
     }
-    self->turn.wait(lock, [&s, self] { return s.current == self; });
+    AwaitTurn(s, lock, self);
 }
 
 void ScheduleWake(const void* key)
@@ -238,7 +287,7 @@ void ScheduleEnter(const void* owner)
         return;  // made by a thread outside the simulation: runs freely
     }
     tlsSim = self;
-    self->turn.wait(lock, [&s, self] { return s.current == self; });
+    AwaitTurn(s, lock, self);
 }
 
 void ScheduleLeave()
