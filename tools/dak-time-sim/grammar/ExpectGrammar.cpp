@@ -171,11 +171,6 @@ StepArgs StreamReading(LineReader& in, const args::StreamHandle& handle, StepKin
     return reading;
 }
 
-StepArgs StreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
-{
-    return args::StreamMode{handle, Int32(in.Next("mode"), "mode")};
-}
-
 StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     return args::StreamDst{handle,
@@ -190,17 +185,14 @@ StepArgs StreamDvbOffset(LineReader& in, const args::StreamHandle& handle, StepK
         kind = K::ExpectStreamNoDvbOffset;
         return args::Stream{handle};
     }
-    args::DvbOffset offset{handle, TimeOfChange(toc), 0, 0};
-    offset.next = Int32(in.Next("next offset"), "next offset");
-    offset.local = Int32(in.Next("local offset"), "local offset");
-    return offset;
+    return ReadDvbOffset(in, handle, toc);
 }
 
 // clang-format off
 constexpr StreamPhrase kStreamExpectations[] = {
     {"clock", K::ExpectStreamClock, StreamReading},
     {"system", K::ExpectStreamSystem, StreamReading},
-    {"mode", K::ExpectStreamMode, StreamMode},
+    {"mode", K::ExpectStreamMode, ReadStreamMode},
     {"dst", K::ExpectStreamDst, StreamDst},
     {"dvboffset", K::ExpectStreamDvbOffset, StreamDvbOffset},
 };
@@ -209,14 +201,8 @@ constexpr StreamPhrase kStreamExpectations[] = {
 // expect stream H ...
 StepArgs Stream(LineReader& in, StepKind& kind)
 {
-    const args::StreamHandle handle = Handle(in.Next("handle"));
-    const Word& what = in.Next("what to expect of the stream clock");
-    const StreamPhrase* phrase = Find(kStreamExpectations, what.text);
-    if (phrase == nullptr) {
-        throw LineError{"unknown stream expectation " + Quote(what.text)};
-    }
-    kind = phrase->kind;
-    return phrase->read(in, handle, kind);
+    return ReadStreamPhrase(in, kind, kStreamExpectations, "what to expect of the stream clock",
+                            "unknown stream expectation");
 }
 
 // clang-format off
@@ -241,13 +227,7 @@ constexpr Phrase kExpectations[] = {
 
 StepArgs ReadExpect(LineReader& in, StepKind& kind)
 {
-    const Word& what = in.Next("what to expect");
-    const Phrase* phrase = Find(kExpectations, what.text);
-    if (phrase == nullptr) {
-        throw LineError{"unknown expectation " + Quote(what.text)};
-    }
-    kind = phrase->kind;
-    return phrase->read(in, kind);
+    return ReadPhrase(in, kind, kExpectations, "what to expect", "unknown expectation");
 }
 
 }  // namespace daksim::grammar

@@ -5,9 +5,11 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "Scenario.h"
+#include "Values.h"
 #include "Words.h"
 
 namespace daksim::grammar {
@@ -40,6 +42,45 @@ const Row* Find(const Row (&rows)[N], std::string_view word)
     }
     return nullptr;
 }
+
+// The next word, as one of `rows`: "missing WHAT" when there is none,
+// "UNKNOWN 'word'" when it is none of them.
+template <class Row, size_t N>
+const Row& NextPhrase(LineReader& in, const Row (&rows)[N], const char* what, const char* unknown)
+{
+    const Word& word = in.Next(what);
+    const Row* row = Find(rows, word.text);
+    if (row == nullptr) {
+        throw LineError{std::string(unknown) + " " + Quote(word.text)};
+    }
+    return *row;
+}
+
+// A family's phrase and the words after it: the step's kind and record.
+template <size_t N>
+StepArgs ReadPhrase(LineReader& in, StepKind& kind, const Phrase (&rows)[N], const char* what,
+                    const char* unknown)
+{
+    const Phrase& phrase = NextPhrase(in, rows, what, unknown);
+    kind = phrase.kind;
+    return phrase.read(in, kind);
+}
+
+// `H PHRASE ...` of a stream step or expectation.
+template <size_t N>
+StepArgs ReadStreamPhrase(LineReader& in, StepKind& kind, const StreamPhrase (&rows)[N],
+                          const char* what, const char* unknown)
+{
+    const args::StreamHandle handle = Handle(in.Next("handle"));
+    const StreamPhrase& phrase = NextPhrase(in, rows, what, unknown);
+    kind = phrase.kind;
+    return phrase.read(in, handle, kind);
+}
+
+// Read alike by a stream step and its expectation (LibraryGrammar):
+// `mode N`, and the NEXT LOCAL after a DVB offset's time of change.
+StepArgs ReadStreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& kind);
+args::DvbOffset ReadDvbOffset(LineReader& in, const args::StreamHandle& handle, const Word& toc);
 
 // The whole step: its verb, then its family's phrase and values.
 void ReadStep(LineReader& in, Step& step);

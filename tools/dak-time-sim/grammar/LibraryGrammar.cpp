@@ -27,11 +27,6 @@ StepArgs StreamSet(LineReader& in, const args::StreamHandle& handle, StepKind& /
     return set;
 }
 
-StepArgs StreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
-{
-    return args::StreamMode{handle, Int32(in.Next("mode"), "mode")};
-}
-
 // stream H dst B [mode=N]
 StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
@@ -45,10 +40,7 @@ StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /
 
 StepArgs StreamDvbOffset(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
-    args::DvbOffset offset{handle, TimeOfChange(in.Next("time of change")), 0, 0};
-    offset.next = Int32(in.Next("next offset"), "next offset");
-    offset.local = Int32(in.Next("local offset"), "local offset");
-    return offset;
+    return ReadDvbOffset(in, handle, in.Next("time of change"));
 }
 
 StepArgs StreamReset(LineReader& /*in*/, const args::StreamHandle& handle, StepKind& /*kind*/)
@@ -99,7 +91,7 @@ StepArgs StreamPlay(LineReader& in, const args::StreamHandle& handle, StepKind& 
 // clang-format off
 constexpr StreamPhrase kStreamSteps[] = {
     {"set", K::StreamSet, StreamSet},
-    {"mode", K::StreamMode, StreamMode},
+    {"mode", K::StreamMode, ReadStreamMode},
     {"dst", K::StreamDst, StreamDst},
     {"dvboffset", K::StreamDvbOffset, StreamDvbOffset},
     {"reset", K::StreamReset, StreamReset},
@@ -108,6 +100,19 @@ constexpr StreamPhrase kStreamSteps[] = {
 // clang-format on
 
 }  // namespace
+
+StepArgs ReadStreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+{
+    return args::StreamMode{handle, Int32(in.Next("mode"), "mode")};
+}
+
+args::DvbOffset ReadDvbOffset(LineReader& in, const args::StreamHandle& handle, const Word& toc)
+{
+    args::DvbOffset offset{handle, TimeOfChange(toc), 0, 0};
+    offset.next = Int32(in.Next("next offset"), "next offset");
+    offset.local = Int32(in.Next("local offset"), "local offset");
+    return offset;
+}
 
 StepArgs ReadManager(LineReader& in, StepKind& /*kind*/)
 {
@@ -145,14 +150,7 @@ StepArgs ReadStreams(LineReader& in, StepKind& kind)
 
 StepArgs ReadStream(LineReader& in, StepKind& kind)
 {
-    const args::StreamHandle handle = Handle(in.Next("handle"));
-    const Word& what = in.Next("stream operation");
-    const StreamPhrase* phrase = Find(kStreamSteps, what.text);
-    if (phrase == nullptr) {
-        throw LineError{"unknown stream operation " + Quote(what.text)};
-    }
-    kind = phrase->kind;
-    return phrase->read(in, handle, kind);
+    return ReadStreamPhrase(in, kind, kStreamSteps, "stream operation", "unknown stream operation");
 }
 
 }  // namespace daksim::grammar

@@ -204,24 +204,12 @@ constexpr Phrase kFaults[] = {
 
 StepArgs ReadSet(LineReader& in, StepKind& kind)
 {
-    const Word& what = in.Next("what to set");
-    const Phrase* phrase = Find(kSettings, what.text);
-    if (phrase == nullptr) {
-        throw LineError{"unknown setting " + Quote(what.text)};
-    }
-    kind = phrase->kind;
-    return phrase->read(in, kind);
+    return ReadPhrase(in, kind, kSettings, "what to set", "unknown setting");
 }
 
 StepArgs ReadFail(LineReader& in, StepKind& kind)
 {
-    const Word& what = in.Next("what fails");
-    const Phrase* phrase = Find(kFaults, what.text);
-    if (phrase == nullptr) {
-        throw LineError{"unknown fault " + Quote(what.text)};
-    }
-    kind = phrase->kind;
-    return phrase->read(in, kind);
+    return ReadPhrase(in, kind, kFaults, "what fails", "unknown fault");
 }
 
 }  // namespace daksim::grammar
