@@ -6,6 +6,7 @@
 // hands the baton on instead of hanging.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -207,6 +208,42 @@ TEST_F(HostScheduling, SameSeedSameInterleavingOthersDiffer)
         seen.insert(story);
     }
     EXPECT_GT(seen.size(), 3U);
+}
+
+// An alarm's firings over a virtual day under a seed, each handled by the
+// task while the caller posts between periods: thousands of hand-overs.
+std::vector<std::string> SeededDay(uint32_t seed)
+{
+    EXPECT_TRUE(dakhost::UseDeterministicScheduling(seed));
+    Story story;
+    std::vector<std::string> lines;
+    {
+        StoryTask task("T", story);
+        EXPECT_TRUE(task.Create("T", 60, 8192, 0));
+        TCStateAlarm alarm;
+        EXPECT_TRUE(alarm.Create(&task, 7, 30000, -1));
+        for (uint32_t hour = 1; hour <= 24; ++hour) {
+            Post(task, 1000 + hour);
+            dakhost::Advance(3600000);
+        }
+        dakhost::WaitIdle();
+        lines = story.Lines();
+        alarm.Destroy();
+        task.Destroy();
+    }
+    EXPECT_TRUE(dakhost::UseRealScheduling());
+    return lines;
+}
+
+TEST_F(HostScheduling, SeededAlarmsAreEachHandledOnceInTheSameOrderEveryTime)
+{
+    for (const uint32_t seed : {1U, 4U}) {
+        const std::vector<std::string> day = SeededDay(seed);
+        // 2880 firings and 24 posts, each an in and an out.
+        EXPECT_EQ(day.size(), 2U * (2880U + 24U)) << "seed " << seed;
+        EXPECT_EQ(std::count(day.begin(), day.end(), "T7 in"), 2880) << "seed " << seed;
+        EXPECT_EQ(day, SeededDay(seed)) << "seed " << seed;
+    }
 }
 
 TEST_F(HostScheduling, SeededCallerWaitsForATaskBlockedOnItsMutex)

@@ -313,5 +313,61 @@ TEST(ParserTest, NamesTheWordNotUnderstood)
               "bad.scn:1: offset out of range '99999999999' (want a 32-bit integer)");
 }
 
+TEST(ParserTest, NamesThePhraseNotUnderstoodInEachFamily)
+{
+    EXPECT_EQ(Error("set"), "bad.scn:1: missing what to set after 'set'");
+    EXPECT_EQ(Error("fail"), "bad.scn:1: missing what fails after 'fail'");
+    EXPECT_EQ(Error("expect"), "bad.scn:1: missing what to expect after 'expect'");
+    EXPECT_EQ(Error("stream 1/0"), "bad.scn:1: missing stream operation after '1/0'");
+    EXPECT_EQ(Error("stream 1/0 rewind"), "bad.scn:1: unknown stream operation 'rewind'");
+    EXPECT_EQ(Error("expect stream 1/0"),
+              "bad.scn:1: missing what to expect of the stream clock after '1/0'");
+    EXPECT_EQ(Error("expect stream 1/0 colour red"),
+              "bad.scn:1: unknown stream expectation 'colour'");
+    EXPECT_EQ(Error("expect stream x clock now"),
+              "bad.scn:1: bad handle 'x' (want PROFILE/SUB, a 32-bit profile and a 16-bit sub, "
+              "e.g. 1/0)");
+    EXPECT_EQ(Error("manager stop"), "bad.scn:1: unknown manager step 'stop' (want manager exit)");
+    EXPECT_EQ(Error("streams reset"),
+              "bad.scn:1: unknown streams step 'reset' (want init or exit)");
+    EXPECT_EQ(Error("set updateagent maybe"),
+              "bad.scn:1: bad update agent 'maybe' (want allow, deny, none or other)");
+    EXPECT_EQ(Error("expect subscribed clock 1"),
+              "bad.scn:1: unknown subscription 'clock' (want networktime, timemode or "
+              "presentation)");
+    EXPECT_EQ(Error("expect setting colour 1"),
+              "bad.scn:1: unknown setting 'colour' (want reason, dst, offset, autoclock or "
+              "firststt)");
+    // A verb is a word of its own: quoted, it is text.
+    EXPECT_EQ(Error("\"idle\""), "bad.scn:1: unknown step 'idle'");
+    // Words after a complete step are refused, whatever the family.
+    EXPECT_EQ(Error("set dst 1 2"), "bad.scn:1: unexpected word '2'");
+    EXPECT_EQ(Error("stream 1/0 reset now"), "bad.scn:1: unexpected word 'now'");
+    EXPECT_EQ(Error("expect stream 1/0 dvboffset none 1"), "bad.scn:1: unexpected word '1'");
+}
+
+TEST(ParserTest, AStreamStepAndItsExpectationReadTheirValuesAlike)
+{
+    const auto set = Of<args::DvbOffset>("stream 3/4 dvboffset 2024-03-31T01:00:00Z 60 -30");
+    const auto expected =
+        Of<args::DvbOffset>("expect stream 3/4 dvboffset 2024-03-31T01:00:00Z 60 -30");
+    EXPECT_EQ(set.handle.profileId, expected.handle.profileId);
+    EXPECT_EQ(set.handle.subId, expected.handle.subId);
+    EXPECT_EQ(set.timeOfChange, expected.timeOfChange);
+    EXPECT_EQ(set.next, expected.next);
+    EXPECT_EQ(set.local, -30);
+    EXPECT_EQ(expected.local, -30);
+    EXPECT_EQ(Of<args::StreamMode>("stream 1/0 mode -2").mode,
+              Of<args::StreamMode>("expect stream 1/0 mode -2").mode);
+    EXPECT_EQ(Error("expect stream 1/0 dvboffset now 1"),
+              "bad.scn:1: missing local offset after '1'");
+    EXPECT_EQ(Error("stream 1/0 mode 2147483648"),
+              "bad.scn:1: mode out of range '2147483648' (want a 32-bit integer)");
+    // The settings a `set` writes are named as they are written.
+    EXPECT_EQ(Error("set clockmode x"), "bad.scn:1: bad clockmode 'x' (want an integer)");
+    EXPECT_EQ(Error("set region 99999999999"),
+              "bad.scn:1: region out of range '99999999999' (want a 32-bit integer)");
+}
+
 }  // namespace
 }  // namespace daksim
