@@ -37,7 +37,7 @@ for group in "${groups[@]}"; do
     case "$group" in
         host) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                        libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev
-                       zlib1g-dev) ;;
+                       zlib1g-dev nlohmann-json3-dev) ;;
         cross) wanted+=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 g++-arm-linux-gnueabihf
                         qemu-user) ;;
         vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
@@ -49,7 +49,7 @@ for group in "${groups[@]}"; do
         deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man doxygen) ;;
         deb-cross) wanted+=(g++-arm-linux-gnueabihf doxygen); want_deb_cross=1; need_armhf_arch=1 ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
-                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
+                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev nlohmann-json3-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
                       libclang-rt-14-dev doxygen help2man pkg-config dpkg-dev debhelper fakeroot

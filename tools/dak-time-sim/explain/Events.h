@@ -58,6 +58,9 @@ class Listener {
 public:
     virtual ~Listener() = default;
     virtual void BeginFile(const std::string& /*name*/, const At& /*at*/) {}
+    // A new boot of the same set starts a new part of its log: what survives
+    // a power cut (the hardware clock, the settings store) goes on.
+    virtual void BeginBoot(const std::string& name, const At& at) { BeginFile(name, at); }
     virtual void EndFile(const At& /*at*/) {}
     virtual void Log(const dakhost::LogLine& /*line*/, const At& /*at*/) {}
     virtual void StartupRead(const Startup& /*startup*/, const At& /*at*/) {}

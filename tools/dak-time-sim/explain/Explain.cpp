@@ -30,6 +30,7 @@ namespace daksim::explain {
 namespace {
 
 constexpr int kExitBadInput = 2;
+constexpr int kExitPartRead = 3;
 constexpr int64_t kDefaultJumpSeconds = 60;
 
 struct Options {
@@ -60,7 +61,8 @@ void Usage(FILE* to)
         "  --quiet                no story, only the findings\n"
         "  --jump SECONDS         a clock jump worth a finding (default 60)\n"
         "Exit status: 0 explained; 2 a log could not be read or holds none of the\n"
-        "  library's messages, or bad options.\n",
+        "  library's messages, or bad options; 3 explained, but a log ended early\n"
+        "  (a compressed file cut short or damaged): the rest of it was not read.\n",
         to);
 }
 
@@ -133,7 +135,8 @@ struct Counts {
 };
 
 // One log through the rebuilt state; false when it cannot be read.
-bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
+// `partly`: it ended early (a compressed file cut short or damaged).
+bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts, bool& partly)
 {
     LineReader reader;
     std::string problem;
@@ -155,9 +158,13 @@ bool ExplainLog(const std::string& path, Rebuild& rebuild, Counts& counts)
     counts.library = feed.Messages();
     counts.damaged = feed.Damaged();
     feed.End(counts.lines);
-    if (!reader.Error().empty()) {
-        std::fprintf(stderr, "%s: read up to line %llu only: %s\n", path.c_str(),
-                     static_cast<unsigned long long>(counts.lines), reader.Error().c_str());
+    partly = !reader.Error().empty();
+    if (partly) {
+        std::fprintf(stderr,
+                     "%s: warning: the log stops after line %llu (byte %llu of its text): %s; "
+                     "the rest of it was not read\n",
+                     path.c_str(), static_cast<unsigned long long>(counts.lines),
+                     static_cast<unsigned long long>(reader.BytesRead()), reader.Error().c_str());
     }
     return true;
 }
@@ -226,11 +233,13 @@ int Run(const std::vector<std::string>& args)
     Summary summary;
 
     bool bad = false;
+    bool partly = false;
     for (const std::string& log : options.logs) {
         findings.Reset();
         Counts counts;
         std::printf("== %s\n", log.c_str());
-        if (!ExplainLog(log, rebuild, counts)) {
+        bool cutShort = false;
+        if (!ExplainLog(log, rebuild, counts, cutShort)) {
             bad = true;
             continue;
         }
@@ -243,6 +252,11 @@ int Run(const std::vector<std::string>& args)
                         static_cast<unsigned long long>(counts.damaged));
         }
         std::fputc('\n', stdout);
+        if (cutShort) {
+            std::printf("-- the log stops after line %llu: what follows it was not read\n",
+                        static_cast<unsigned long long>(counts.lines));
+            partly = true;
+        }
         if (counts.library == 0) {
             std::fprintf(stderr,
                          "%s: none of the library's messages in it: not a log of libdak-time\n",
@@ -273,7 +287,10 @@ int Run(const std::vector<std::string>& args)
         std::fprintf(stderr, "%s: cannot write the scenario\n", options.scenario.c_str());
         bad = true;
     }
-    return bad ? kExitBadInput : 0;
+    if (bad) {
+        return kExitBadInput;
+    }
+    return partly ? kExitPartRead : 0;
 }
 
 }  // namespace daksim::explain

@@ -17,6 +17,12 @@ public:
             l->BeginFile(name, at);
         }
     }
+    void BeginBoot(const std::string& name, const At& at) override
+    {
+        for (Listener* l : m_listeners) {
+            l->BeginBoot(name, at);
+        }
+    }
     void EndFile(const At& at) override
     {
         for (Listener* l : m_listeners) {

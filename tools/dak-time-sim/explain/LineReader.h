@@ -26,7 +26,9 @@ public:
     // False with `problem` set when the file cannot be opened.
     bool Open(const std::string& path, std::string& problem);
 
-    // The next line, without its end of line ("\n" or "\r\n"); false at the
+    // The next line, without its end of line (LF, CR LF, CR CR LF as serial
+    // consoles write, LF CR, or a lone CR) and without the terminal's escape
+    // sequences (CSI: colours, erasing, moving; OSC: titles); false at the
     // end. A line that was too long comes back empty, with `cut` set.
     bool Next(std::string_view& line, bool& cut);
 
@@ -37,6 +39,7 @@ public:
 
 private:
     bool Fill();
+    static std::string_view Clean(char* text, size_t length);
 
     gzFile m_file = nullptr;
     std::vector<char> m_buffer;
@@ -47,5 +50,8 @@ private:
     uint64_t m_bytes = 0;
     std::string m_error;
 };
+
+// Drops the terminal's escape sequences from `text` in place; the new length.
+size_t DropEscapes(char* text, size_t length);
 
 }  // namespace daksim::explain

@@ -1,6 +1,7 @@
 #include "LogFeed.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -59,14 +60,62 @@ void EchoedStep(std::string_view step, Rebuild& rebuild)
     }
 }
 
+// A time of day ("10:00:00") near the start of a line: a stamp of some form.
+bool LooksStamped(std::string_view line)
+{
+    const std::string_view start = line.substr(0, std::min<size_t>(line.size(), 40));
+    for (size_t i = 0; i + 8 <= start.size(); ++i) {
+        const auto digit = [&](size_t at) { return start[at] >= '0' && start[at] <= '9'; };
+        if (digit(i) && digit(i + 1) && start[i + 2] == ':' && digit(i + 3) && digit(i + 4) &&
+            start[i + 5] == ':' && digit(i + 6) && digit(i + 7)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
-LogFeed::LogFeed(Rebuild& rebuild, std::string name) : m_rebuild(rebuild), m_name(std::move(name))
+LogFeed::LogFeed(Rebuild& rebuild, std::string name)
+    : m_rebuild(rebuild), m_name(std::move(name)), m_damagedBefore(rebuild.Damaged())
 {
+}
+
+void LogFeed::NewBoot(uint64_t number)
+{
+    if (!m_open) {
+        return;  // the log starts with it
+    }
+    m_rebuild.EndFile(number - 1);
+    ++m_boot;
+    m_rebuild.BeginFile(m_name + ", boot " + std::to_string(m_boot), number, false, true);
+    m_working = false;
+}
+
+void LogFeed::Watch(const Message& message, uint64_t number)
+{
+    const dakhost::LogLine& line = message.line;
+    if (line.function == "Init") {
+        const bool startup =
+            line.text.find("thread Create TCSystemTimeManger") != std::string::npos ||
+            line.text.find("isMasterPowerOn:") != std::string::npos;
+        if (startup && m_working && !m_simulator) {
+            NewBoot(number);
+        }
+        m_working = m_working && !startup;
+    } else if (line.function == "t_SyncSystemTime" || line.function == "t_SetSystemTime") {
+        m_working = true;
+    } else if (line.function == "~TCSystemTimeManager") {
+        m_working = false;
+    }
 }
 
 void LogFeed::Line(uint64_t number, std::string_view line)
 {
+    if (line.rfind("-- Boot ", 0) == 0 || line.rfind("-- Reboot --", 0) == 0) {
+        NewBoot(number);  // journald's
+        return;
+    }
     if (line.rfind("=== ", 0) == 0) {  // the simulator starts a file
         if (m_open) {
             m_rebuild.EndFile(number - 1);
@@ -78,13 +127,27 @@ void LogFeed::Line(uint64_t number, std::string_view line)
     const std::optional<Stamp> stamp = ReadStamp(line);
     const std::string_view rest = stamp ? line.substr(stamp->length) : line;
     const bool simulator = stamp && stamp->kind == Stamp::Kind::Simulator;
+    m_simulator = m_simulator || simulator;
+    if (stamp && stamp->kind == Stamp::Kind::Uptime) {
+        if (m_uptimeMs && stamp->ms + 1000 < *m_uptimeMs) {
+            NewBoot(number);  // the uptime started again
+        }
+        m_uptimeMs = stamp->ms;
+    }
     const std::optional<Message> message = m_recogniser.Read(rest, simulator);
+    if (message && !stamp && !m_unreadStampSaid && LooksStamped(line)) {
+        std::fprintf(stderr, "%s: line %llu: a time stamp of a form explain cannot read: %.*s\n",
+                     m_name.c_str(), static_cast<unsigned long long>(number),
+                     static_cast<int>(std::min<size_t>(line.size(), 160)), line.data());
+        m_unreadStampSaid = true;
+    }
     if (message) {
         ++m_messages;
         if (!m_open) {
             m_rebuild.BeginFile(m_name, number, false);
             m_open = true;
         }
+        Watch(*message, number);
         m_rebuild.Line(number, stamp, &*message);
         return;
     }

@@ -1,9 +1,13 @@
 // A log's lines, one after the other, into the rebuilt state: each line's
 // stamp read, the library's message found, the simulator's own output
-// ("=== FILE" starting a file, its step echoes) understood.
+// ("=== FILE" starting a file, its step echoes) understood. A new boot of the
+// set (journald's "-- Boot ID --" line, an uptime that starts again, or the
+// manager starting up again after it worked, without having stopped) starts a
+// new part of the log.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,14 +26,29 @@ public:
     void End(uint64_t lines);
 
     uint64_t Messages() const { return m_messages; }
-    uint64_t Damaged() const { return m_recogniser.Damaged(); }
+    uint64_t Damaged() const
+    {
+        return m_recogniser.Damaged() + m_rebuild.Damaged() - m_damagedBefore;
+    }
+
+    // Boots the log holds (1 for a log of one).
+    int Boots() const { return m_boot; }
 
 private:
+    void NewBoot(uint64_t number);
+    void Watch(const Message& message, uint64_t number);
+
     Rebuild& m_rebuild;
     const std::string m_name;
     Recogniser m_recogniser;
     bool m_open = false;
     uint64_t m_messages = 0;
+    uint64_t m_damagedBefore = 0;  // the rebuilt state's count before this log
+    int m_boot = 1;
+    std::optional<int64_t> m_uptimeMs;  // the last uptime stamp
+    bool m_working = false;             // the manager did its work since it started up
+    bool m_simulator = false;
+    bool m_unreadStampSaid = false;  // a stamp it cannot read, said once
 };
 
 }  // namespace daksim::explain

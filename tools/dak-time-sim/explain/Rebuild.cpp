@@ -29,7 +29,7 @@ Rebuild::Rebuild(Listener& out) : m_out(out), m_startupReader(out)
 {
 }
 
-void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
+void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh, bool boot)
 {
     m_decisions = std::make_unique<Decisions>(
         [this](const Decisions::Setting& setting) { FromDecisions(setting); },
@@ -54,7 +54,11 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh)
     m_decidedLine = 0;
     m_echoes = false;
     m_decisions->CallUnknown();
-    m_out.BeginFile(name, Here());
+    if (boot) {
+        m_out.BeginBoot(name, Here());
+    } else {
+        m_out.BeginFile(name, Here());
+    }
     if (fresh) {
         ReasonSeen(0);
     }
@@ -81,7 +85,7 @@ void Rebuild::ReasonStep(int reason)
 void Rebuild::Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message)
 {
     m_line = line;
-    m_moments.Stamped(stamp);
+    m_moments.Stamped(stamp, message != nullptr);
     if (message != nullptr) {
         m_out.Log(message->line, Here());
         Read(message->line);
@@ -150,11 +154,13 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
         m_networkTaken = false;
     }
     m_applyingSeen = false;
+    if (setting.accepted) {
+        m_moments.ClockSet(setting.utc);  // before its moment is told: the stamps may jump
+    }
     m_out.Setting(event, Here());
     if (setting.accepted) {
         Accepted(setting.type);
         m_out.ClockSet(0, setting.utc, Here());
-        m_moments.ClockIs(setting.utc);
         m_out.Signal(++m_signals, setting.type, Here());
     } else if (Has(setting.why, "ret=")) {
         m_out.ClockSet(static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0)), setting.utc,
@@ -196,6 +202,9 @@ void Rebuild::Read(const dakhost::LogLine& line)
     if (print && line.function == "t_SetSystemTime"sv && Has(text, "t_SetSystemTime] UTC =")) {
         m_applyingSeen = true;
         m_clockBefore.reset();
+        if (const auto utc = NumberAfter(text, "UTC =")) {
+            m_moments.ClockSetting(*utc);
+        }
         // The library prints every type outside its table as SetType_unknown,
         // and they all leave the same reason as 3 does.
         const std::string name = WordAfter(text, ",");
@@ -267,11 +276,20 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         const size_t utcAt = text.find("UTC =");
         const std::string_view setting =
             utcAt == std::string::npos ? std::string_view() : std::string_view(text).substr(utcAt);
-        event.setting.type = ParseSetType(Field(setting, 1)).value_or(-1);
-        event.setting.utc = NumberAfter(text, "UTC =").value_or(-1);
+        const std::string word(Field(setting, 1));
+        const auto type =
+            word == "SetType_unknown" ? std::optional<int64_t>(-1) : ParseSetType(word);
+        const auto utc = NumberAfter(text, "UTC =");
+        if (!type || !utc || !Has(text, "offset =")) {
+            ++m_damaged;  // cut short or run into by other text: never decided from
+            return;
+        }
+        event.setting.type = *type;
+        event.setting.utc = *utc;
         event.setting.accepted = true;
         event.reasonsKnown = false;
         m_decidedLine = m_line;
+        m_moments.ClockSet(event.setting.utc);
         m_out.Setting(event, Here());
         Accepted(event.setting.type);
         m_out.ClockSet(0, event.setting.utc, Here());
@@ -338,6 +356,14 @@ void Rebuild::EndFile(uint64_t line)
     m_startupReader.Other(nullptr, Here());
     if (m_decisions) {
         m_decisions->EndOfLog();
+    }
+    if (!m_moments.Stamps()) {
+        m_out.Undecided("the lines carry no time stamps: how long anything took", Here());
+    } else if (m_moments.HeldJumps() > 0) {
+        m_out.Undecided(std::to_string(m_moments.HeldJumps()) +
+                            " steps of the stamps back or by a year or more that no move of the "
+                            "clock in the log explains: the time they span",
+                        Here());
     }
     if (m_maxLevel > 0 && m_maxLevel < kLevelOfDecisions) {
         m_out.Undecided("the log holds no line above level " + std::to_string(m_maxLevel) +

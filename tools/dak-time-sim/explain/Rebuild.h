@@ -27,7 +27,8 @@ public:
 
     // `fresh`: the file starts from a fresh platform (a simulator's file),
     // whose stored reason is Reason_init.
-    void BeginFile(const std::string& name, uint64_t line, bool fresh);
+    // `boot`: a new boot of the set the log went on with.
+    void BeginFile(const std::string& name, uint64_t line, bool fresh, bool boot = false);
     // Every line of the log, the library's (`message`) or not: the stamps of
     // the others keep the moments going too.
     void Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message);
@@ -38,6 +39,8 @@ public:
     // The simulator echoed a step that wrote the stored reason.
     void ReasonStep(int reason);
     void EndFile(uint64_t line);
+    // The library's messages cut short or run into by other text, passed over.
+    uint64_t Damaged() const { return m_damaged; }
 
 private:
     void Read(const dakhost::LogLine& line);
@@ -70,6 +73,7 @@ private:
     bool m_initReplay = false;   // start-up just asked to replay the hardware clock
     TableReader m_tables;
     bool m_tableDrove = false;  // the last table asked the manager
+    uint64_t m_damaged = 0;
 };
 
 }  // namespace daksim::explain

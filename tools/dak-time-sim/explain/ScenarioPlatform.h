@@ -20,6 +20,8 @@ public:
 
     // A fresh platform (a new file of the simulator's).
     void Fresh();
+    // The set starts again: the stream clocks are gone, the store keeps.
+    void PowerCut() { m_streamModes.clear(); }
 
     // The stored reason as the log shows it now.
     void ReasonSeen(int64_t reason) { m_reason = reason; }

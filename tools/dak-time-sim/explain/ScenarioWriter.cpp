@@ -45,9 +45,8 @@ std::string ScenarioWriter::RtcFault() const
     return "fail rtcread 1";
 }
 
-void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
+void ScenarioWriter::Stop()
 {
-    m_out.Heading(name);
     if (m_managerUp) {
         Step("manager exit");
         m_managerUp = false;
@@ -56,7 +55,23 @@ void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
         Step("streams exit");
         m_streamsUp = false;
     }
+}
+
+void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
+{
+    m_out.Heading(name);
+    Stop();
     m_platform.Fresh();
+}
+
+void ScenarioWriter::BeginBoot(const std::string& name, const At& at)
+{
+    // A power cut: the task and the stream clocks are gone; the settings
+    // store and the hardware clock keep what they held.
+    m_out.Heading(name);
+    From(at, "the set starts again");
+    Stop();
+    m_platform.PowerCut();
 }
 
 void ScenarioWriter::StartupRead(const Startup& startup, const At& at)

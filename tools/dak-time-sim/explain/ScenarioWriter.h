@@ -24,6 +24,7 @@ public:
     bool Close();
 
     void BeginFile(const std::string& name, const At& at) override;
+    void BeginBoot(const std::string& name, const At& at) override;
     void StartupRead(const Startup& startup, const At& at) override;
     void Setting(const SettingEvent& event, const At& at) override;
     void Sync(const Decisions::Sync& sync, const At& at) override;
@@ -38,6 +39,8 @@ public:
 
 private:
     void Step(const std::string& text);
+    // The manager and the stream clocks, when up, deleted.
+    void Stop();
     void From(const At& at, const std::string& what);
     // How the hardware clock read last: "set rtc ..." or "fail rtcread 1".
     std::string RtcFault() const;

@@ -1,5 +1,6 @@
 #include "Stamp.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -76,6 +77,28 @@ std::optional<int64_t> Date(std::string_view text, size_t at)
     return DaysFromCivil(*year, static_cast<unsigned>(*month), static_cast<unsigned>(*day));
 }
 
+// Seconds since 1970 from this on (2001) are taken for a date, below it for
+// an uptime.
+constexpr int64_t kEpochStampFrom = 978307200;
+
+// The time of day of a stamp without a year, at `at`.
+std::optional<Stamp> WithoutYear(std::string_view text, unsigned month, unsigned day, size_t at)
+{
+    const auto seconds = ClockTime(text, at);
+    if (month < 1 || month > 12 || day < 1 || day > 31 || !seconds) {
+        return std::nullopt;
+    }
+    size_t i = at + 8;
+    const int64_t ms = Fraction(text, i);
+    Stamp stamp;
+    stamp.kind = Stamp::Kind::Syslog;
+    stamp.month = month;
+    stamp.day = day;
+    stamp.ms = *seconds * 1000 + ms;
+    stamp.length = i;
+    return stamp;
+}
+
 // The simulator's elapsed time " +3d 04:05:06.789" at `at`.
 std::optional<int64_t> Elapsed(std::string_view text, size_t& at)
 {
@@ -127,6 +150,10 @@ std::optional<Stamp> Calendar(std::string_view text, size_t at)
             i = minutesAt + 2;
         }
     }
+    if (i + 4 <= text.size() && text[i] == ' ' &&
+        (text.compare(i + 1, 3, "UTC") == 0 || text.compare(i + 1, 3, "GMT") == 0)) {
+        i += 4;  // journald's short-full names the zone
+    }
     Stamp stamp;
     const int64_t utc = *days * 86400 + *seconds - offset;
     stamp.ms = utc * 1000 + ms;
@@ -141,6 +168,7 @@ std::optional<Stamp> Calendar(std::string_view text, size_t at)
     return stamp;
 }
 
+// "Mon DD HH:MM:SS[.frac]" (syslog, journald's short): no year.
 std::optional<Stamp> Syslog(std::string_view text, size_t at)
 {
     static constexpr std::array<const char*, 12> kMonths = {
@@ -160,22 +188,25 @@ std::optional<Stamp> Syslog(std::string_view text, size_t at)
         return std::nullopt;
     }
     const auto day = static_cast<unsigned>((tens - '0') * 10 + (text[at + 5] - '0'));
-    const auto seconds = ClockTime(text, at + 7);
-    if (day < 1 || day > 31 || !seconds) {
-        return std::nullopt;
-    }
-    size_t i = at + 15;
-    const int64_t ms = Fraction(text, i);
-    Stamp stamp;
-    stamp.kind = Stamp::Kind::Syslog;
-    stamp.ms = (DaysFromCivil(1970, month + 1, day) * 86400 + *seconds) * 1000 + ms;
-    stamp.length = i;
-    return stamp;
+    return WithoutYear(text, month + 1, day, at + 7);
 }
 
-std::optional<Stamp> Uptime(std::string_view text, size_t at)
+// logcat's "MM-DD HH:MM:SS.mmm" (time, threadtime): no year.
+std::optional<Stamp> MonthDay(std::string_view text, size_t at)
 {
-    size_t i = at + 1;
+    const auto month = Digits(text, at, 2);
+    const auto day = Digits(text, at + 3, 2);
+    if (!month || !day || text[at + 2] != '-' || at + 5 >= text.size() || text[at + 5] != ' ') {
+        return std::nullopt;
+    }
+    return WithoutYear(text, static_cast<unsigned>(*month), static_cast<unsigned>(*day), at + 6);
+}
+
+// Spaces, then seconds with a fraction ("  1234.567") at `at`, followed by
+// `end`: milliseconds, with `at` moved past `end`.
+std::optional<int64_t> SecondsAndFraction(std::string_view text, size_t& at, char end)
+{
+    size_t i = at;
     while (i < text.size() && text[i] == ' ') {
         ++i;
     }
@@ -186,17 +217,45 @@ std::optional<Stamp> Uptime(std::string_view text, size_t at)
         ++i;
         ++digits;
     }
-    if (digits == 0 || i >= text.size() || text[i] != '.') {
+    if (digits == 0 || i + 1 >= text.size() || text[i] != '.' || !Digit(text[i + 1])) {
         return std::nullopt;
     }
     const int64_t ms = Fraction(text, i);
-    if (i >= text.size() || text[i] != ']') {
+    if (i >= text.size() || text[i] != end) {
+        return std::nullopt;
+    }
+    at = i + 1;
+    return seconds * 1000 + ms;
+}
+
+// Seconds with a fraction and a space after ("1709620200.123 ", logcat's
+// epoch; "  1234.567 ", its monotonic): since 1970 when they could be a
+// date of this century, else since boot.
+std::optional<Stamp> Seconds(std::string_view text, size_t at)
+{
+    const auto ms = SecondsAndFraction(text, at, ' ');
+    if (!ms) {
+        return std::nullopt;
+    }
+    Stamp stamp;
+    stamp.kind = *ms >= kEpochStampFrom * 1000 ? Stamp::Kind::Calendar : Stamp::Kind::Uptime;
+    stamp.ms = *ms;
+    stamp.length = at - 1;  // the space is the rest's
+    return stamp;
+}
+
+// The kernel's "[ 1234.567890]".
+std::optional<Stamp> Uptime(std::string_view text, size_t at)
+{
+    ++at;
+    const auto ms = SecondsAndFraction(text, at, ']');
+    if (!ms) {
         return std::nullopt;
     }
     Stamp stamp;
     stamp.kind = Stamp::Kind::Uptime;
-    stamp.ms = seconds * 1000 + ms;
-    stamp.length = i + 1;
+    stamp.ms = *ms;
+    stamp.length = at;
     return stamp;
 }
 
@@ -212,6 +271,24 @@ int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day)
     return era * 146097 + static_cast<int64_t>(dayOfEra) - 719468;
 }
 
+int64_t InYear(const Stamp& stamp, int64_t year)
+{
+    return DaysFromCivil(year, stamp.month, stamp.day) * 86400 * 1000 + stamp.ms;
+}
+
+int64_t YearOf(int64_t utc)
+{
+    // Days to a civil year (the inverse of DaysFromCivil, year only).
+    const int64_t days = (utc >= 0 ? utc : utc - 86399) / 86400 + 719468;
+    const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+    const int64_t dayOfEra = days - era * 146097;
+    const int64_t yearOfEra =
+        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const int64_t monthIndex = (5 * dayOfYear + 2) / 153;
+    return yearOfEra + era * 400 + (monthIndex >= 10 ? 1 : 0);
+}
+
 std::optional<Stamp> ReadStamp(std::string_view line)
 {
     size_t at = 0;
@@ -219,6 +296,9 @@ std::optional<Stamp> ReadStamp(std::string_view line)
         const size_t close = line.find('>');
         if (close <= 4) {  // npos is more
             at = close + 1;
+            if (line.compare(at, 2, "1 ") == 0) {
+                at += 2;  // RFC 5424's version
+            }
         }
     }
     if (at >= line.size()) {
@@ -227,10 +307,21 @@ std::optional<Stamp> ReadStamp(std::string_view line)
     std::optional<Stamp> stamp;
     if (Digit(line[at])) {
         stamp = Calendar(line, at);
+        if (!stamp) {
+            stamp = MonthDay(line, at);
+        }
+        if (!stamp) {
+            stamp = Seconds(line, at);
+        }
     } else if (line[at] == '[') {
         stamp = Uptime(line, at);
+    } else if (line[at] == ' ') {
+        stamp = Seconds(line, at);
     } else {
         stamp = Syslog(line, at);
+        if (!stamp && at + 4 < line.size() && line[at + 3] == ' ') {
+            stamp = Calendar(line, at + 4);  // a weekday first: journald's short-full
+        }
     }
     return stamp;
 }

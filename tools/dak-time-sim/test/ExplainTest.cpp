@@ -13,6 +13,7 @@
 
 #include "Findings.h"
 #include "LineReader.h"
+#include "LineReaderFixture.h"
 #include "Rebuild.h"
 #include "Recogniser.h"
 #include "Stamp.h"
@@ -123,33 +124,6 @@ TEST(ExplainRecogniser, ReadsTheSimulatorsBracketsAndNothingElseOfItsOutput)
     ASSERT_TRUE(other);
     EXPECT_EQ(other->line.function, "t_SetSystemTime");
 }
-
-class ExplainLineReader : public ::testing::Test {
-protected:
-    std::string Path(const std::string& name) const
-    {
-        return ::testing::TempDir() + "/explain-" + name;
-    }
-    void Write(const std::string& name, const std::string& content) const
-    {
-        std::ofstream(Path(name), std::ios::binary) << content;
-    }
-    std::vector<std::string> ReadAll(const std::string& name, size_t& cut) const
-    {
-        LineReader reader;
-        std::string problem;
-        EXPECT_TRUE(reader.Open(Path(name), problem)) << problem;
-        std::vector<std::string> lines;
-        std::string_view line;
-        bool isCut = false;
-        cut = 0;
-        while (reader.Next(line, isCut)) {
-            cut += isCut ? 1U : 0U;
-            lines.emplace_back(line);
-        }
-        return lines;
-    }
-};
 
 TEST_F(ExplainLineReader, ReadsLinesOfAnyEndAndCutsTheTooLong)
 {

@@ -1,0 +1,118 @@
+# `dak-time-sim explain` against a run's log as real sets and collectors
+# write it: SCENARIO runs with --trace, RENDER writes its log records in each
+# stamp form (journald, logcat, syslog, the kernel's uptime), with other
+# programs' lines between and the damage terminals and serial consoles add,
+# once with stamps that count on from a fixed start and once with stamps
+# from the set's own clock (which the library moves), then in two boots. For
+# each, explain must give the run's accepted settings exactly (type and
+# time, in order) and the virtual time between two consecutive ones within
+# a second of the run's. A log cut short in its gzip must be explained as far
+# as it goes and end with exit 3 and a warning naming where it stopped.
+#
+# cmake -DSIM=dak-time-sim -DRENDER=dak-time-sim-log-render -DSCENARIO=file.scn
+#       -DWORK=dir [-DEMULATOR="cmd args"] -P CheckExplainForms.cmake
+cmake_minimum_required(VERSION 3.19)
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+file(MAKE_DIRECTORY "${WORK}")
+get_filename_component(name "${SCENARIO}" NAME_WE)
+set(base "${WORK}/${name}")
+
+# The accepted settings of a trace: "type time" and their moments.
+function(Accepted file settings moments)
+  file(STRINGS "${file}" lines REGEX "\"event\":\"setting\".*\"accepted\":true")
+  set(found "")
+  set(at "")
+  foreach(line IN LISTS lines)
+    string(JSON type GET "${line}" type)
+    string(JSON time GET "${line}" time)
+    string(JSON t GET "${line}" t)
+    list(APPEND found "${type}@${time}")
+    list(APPEND at "${t}")
+  endforeach()
+  set(${settings} "${found}" PARENT_SCOPE)
+  set(${moments} "${at}" PARENT_SCOPE)
+endfunction()
+
+execute_process(COMMAND ${emulator} "${SIM}" --quiet --trace "${base}.run.jsonl" "${SCENARIO}"
+  RESULT_VARIABLE run_rc OUTPUT_QUIET ERROR_VARIABLE run_err)
+if(NOT run_rc EQUAL 0)
+  message(FATAL_ERROR "the scenario itself fails (${run_rc}): ${run_err}")
+endif()
+Accepted("${base}.run.jsonl" want want_t)
+list(LENGTH want count)
+
+# Checks explain's trace `file` against the run's, `boots` times over.
+function(Check what file boots)
+  Accepted("${file}" got got_t)
+  set(expected "")
+  foreach(boot RANGE 1 ${boots})
+    list(APPEND expected ${want})
+  endforeach()
+  if(NOT got STREQUAL expected)
+    message(FATAL_ERROR "${what}: accepted settings differ\n run:     ${expected}\n explain: ${got}")
+  endif()
+  # Within each boot, the time between consecutive settings.
+  foreach(boot RANGE 1 ${boots})
+    math(EXPR first "(${boot} - 1) * ${count}")
+    foreach(i RANGE 1 ${count})
+      if(i EQUAL count)
+        break()
+      endif()
+      math(EXPR at "${first} + ${i}")
+      math(EXPR before "${at} - 1")
+      math(EXPR i_before "${i} - 1")
+      list(GET want_t ${i} w1)
+      list(GET want_t ${i_before} w0)
+      list(GET got_t ${at} g1)
+      list(GET got_t ${before} g0)
+      math(EXPR off "(${g1} - ${g0}) - (${w1} - ${w0})")
+      if(off GREATER 1000 OR off LESS -1000)
+        math(EXPR run_gap "${w1} - ${w0}")
+        math(EXPR got_gap "${g1} - ${g0}")
+        message(FATAL_ERROR "${what}: between settings ${i_before} and ${i} of boot ${boot} the "
+                            "run took ${run_gap} ms, explain says ${got_gap} ms")
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
+
+set(forms iso short short-precise short-full monotonic kernel rfc5424 rfc3164 logcat-time
+    logcat-threadtime logcat-year logcat-epoch logcat-monotonic)
+foreach(form IN LISTS forms)
+  foreach(stamps counted clock)
+    set(flags --foreign --damage)
+    if(stamps STREQUAL "clock")
+      list(APPEND flags --clock)
+    endif()
+    set(boot_counts 1)
+    if(stamps STREQUAL "clock")
+      list(APPEND boot_counts 2)  # the set's clock starts again where the run began
+    endif()
+    foreach(boots IN LISTS boot_counts)
+      set(log "${base}.${form}.${stamps}.${boots}.log")
+      execute_process(COMMAND ${emulator} "${RENDER}" --form ${form} ${flags} --boots ${boots}
+                              "${base}.run.jsonl"
+        OUTPUT_FILE "${log}" RESULT_VARIABLE render_rc)
+      execute_process(COMMAND ${emulator} "${SIM}" explain --quiet --trace "${log}.jsonl" "${log}"
+        RESULT_VARIABLE explain_rc OUTPUT_VARIABLE explain_out ERROR_VARIABLE explain_err)
+      if(NOT render_rc EQUAL 0 OR NOT explain_rc EQUAL 0)
+        message(FATAL_ERROR "${form}, ${stamps} stamps, ${boots} boots: render ${render_rc}, "
+                            "explain ${explain_rc}:\n${explain_err}")
+      endif()
+      Check("${form}, ${stamps} stamps, ${boots} boots" "${log}.jsonl" ${boots})
+    endforeach()
+  endforeach()
+endforeach()
+
+# The same log gzipped and cut short.
+set(log "${base}.iso.clock.1.log")
+execute_process(COMMAND gzip -c "${log}" OUTPUT_FILE "${log}.gz")
+file(SIZE "${log}.gz" size)
+math(EXPR half "${size} / 2")
+execute_process(COMMAND head -c ${half} "${log}.gz" OUTPUT_FILE "${log}.cut.gz")
+execute_process(COMMAND ${emulator} "${SIM}" explain --quiet "${log}.cut.gz"
+  RESULT_VARIABLE cut_rc OUTPUT_VARIABLE cut_out ERROR_VARIABLE cut_err)
+if(NOT cut_rc EQUAL 3 OR NOT cut_err MATCHES "the log stops after line [0-9]+")
+  message(FATAL_ERROR "a gzip cut short: expected exit 3 and where it stopped, got ${cut_rc}:\n"
+                      "${cut_err}${cut_out}")
+endif()
