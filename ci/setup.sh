@@ -9,7 +9,7 @@
 # Groups (default: host):
 #   host   compiler, CMake, Ninja, Boost headers, GoogleTest, Google Benchmark,
 #          xmllint and rsvg-convert (the simulator's timeline test), GNU time,
-#          pkg-config and libdvbpsi (the simulator's capture replay), zlib
+#          pkg-config and libdvbpsi (the capture writer of the tests), zlib
 #          (dak-time-sim explain reads .gz logs)
 #   cross  32-bit x86 and armhf cross compilers, 32-bit x86 runtime, qemu-user
 #   vm     qemu-system-arm, cpio, and the armhf package lists that the VM test

@@ -36,12 +36,10 @@
 #include "LibraryVersion.h"
 #include "Parser.h"
 #include "Perfetto.h"
-#if DAK_SIM_CAPTURE
 #include "PlayStep.h"
-#include "TablesCommand.h"
-#endif
 #include "Runner.h"
 #include "SeedSweep.h"
+#include "TablesCommand.h"
 #include "Timeline.h"
 #include "Trace.h"
 #include "Vocabulary.h"
@@ -166,11 +164,9 @@ int Run(int argc, char** argv)
         return kExitBadInput;
 #endif
     }
-#if DAK_SIM_CAPTURE
     if (!args.empty() && args[0] == "tables") {
         return daksim::capture::TablesCommand({args.begin() + 1, args.end()}, stdout, stderr);
     }
-#endif
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (OptionValue(args, i, "--trace", tracePath) ||
@@ -280,7 +276,6 @@ int Run(int argc, char** argv)
             badInput = true;
             continue;
         }
-#if DAK_SIM_CAPTURE
         // A capture that is not a transport stream stops its file like a
         // word that is not understood.
         if (const auto error = daksim::capture::CheckCaptures(script)) {
@@ -288,7 +283,6 @@ int Run(int argc, char** argv)
             badInput = true;
             continue;
         }
-#endif
         scripts.push_back(std::move(script));
     }
 

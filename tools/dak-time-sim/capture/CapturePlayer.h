@@ -12,37 +12,21 @@
 
 #include "Capture.h"
 #include "CaptureReader.h"
+#include "TableFeed.h"
 
 class TIStreamClock;
 
 namespace daksim::capture {
 
-// ISDB sends Japan Standard Time in the DVB time fields.
-constexpr int32_t kJstMinutes = 9 * 60;
-
-struct PlayOptions {
-    bool scan = false;          // isScan of every SetStreamClock
-    int mode = 0;               // clockMode of SetStreamClock and SetStreamDST
-    std::string country;        // the TOT offset entry to use; empty: the first
-    std::optional<int> region;  // and its country_region_id; none: any
-    int32_t wireMinutes = 0;    // the DVB-format times are UTC plus this
-};
+// The input component's reader, as the replay's own.
+using namespace dakinput;  // NOLINT(google-build-using-namespace)
+using PlayOptions = dakinput::FeedOptions;
 
 // What one replayed table did, for the simulator's output.
-struct Replayed {
+struct Replayed : dakinput::Handed {
     const TimeTable* table = nullptr;
-    uint64_t elapsedMs = 0;   // the capture time virtual time was moved to
-    bool handedOver = false;  // false: not handed to the stream clock (`remark` says why)
-    bool lost = false;        // a damaged table, known only by a note
-    uint32_t utc = 0;         // handed to SetStreamClock
-    bool accepted = false;    // its result
-    bool hasDst = false;      // STT: SetStreamDST was called with `dst`
-    bool dst = false;
-    bool hasOffset = false;  // TOT: SetDVBTimeOffset was called with these
-    uint32_t timeOfChange = 0;
-    int32_t nextOffset = 0;
-    int32_t localOffset = 0;
-    std::string remark;  // why a part of the table was not used
+    uint64_t elapsedMs = 0;  // the capture time virtual time was moved to
+    bool lost = false;       // a damaged table, known only by a note
 };
 
 struct PlayReport {
@@ -60,10 +44,5 @@ int Play(TIStreamClock& clock, const Capture& capture, const PlayOptions& option
 // The same, reading the capture file as it plays.
 std::variant<int, ReadError> PlayFile(TIStreamClock& clock, const std::string& path,
                                       const PlayOptions& options, const PlayReport& report);
-
-// A table's time in seconds since 1970, the time on the wire taken back to
-// UTC; nothing when its time field does not decode. It may be more than the
-// set's 32-bit time holds (FitsSetTime).
-std::optional<int64_t> TableUtc(const TimeTable& table, int32_t wireMinutes = 0);
 
 }  // namespace daksim::capture

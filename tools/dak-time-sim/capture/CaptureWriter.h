@@ -14,6 +14,9 @@
 
 namespace daksim::capture {
 
+// The input component's names, as the writer's own.
+using namespace dakinput;  // NOLINT(google-build-using-namespace)
+
 using Bytes = std::vector<uint8_t>;
 
 // A local time offset entry: offsets in signed minutes east of UTC (both

@@ -3,7 +3,6 @@
 #include <variant>
 
 #include "CapturePlayer.h"
-#include "CaptureReader.h"
 #include "DvbTime.h"
 #include "Quirks.h"
 #include "SttSection.h"

@@ -4,11 +4,9 @@
 
 #include "Journal.h"
 #include "Moment.h"
+#include "PlayStep.h"
 #include "RunContext.h"
 #include "TIStreamClock.h"
-#if DAK_SIM_CAPTURE
-#include "PlayStep.h"
-#endif
 
 namespace daksim::steps {
 
@@ -22,7 +20,6 @@ void StreamPlay(RunContext& run, const Step& step, const args::Capture& play)
         run.SetNull();
         return;
     }
-#if DAK_SIM_CAPTURE
     capture::PlayOutput output;
     if (!run.options.quiet) {
         output.line = [&run](const std::string& line) { run.PrintAt(Now(), "  " + line); };
@@ -46,10 +43,6 @@ void StreamPlay(RunContext& run, const Step& step, const args::Capture& play)
     }
     run.result.kind = CallResult::Kind::Count;
     run.result.value = *tables;
-#else
-    run.Fail(step, "a capture to replay", "this dak-time-sim was built without libdvbpsi");
-    run.SetRefused();
-#endif
 }
 
 }  // namespace daksim::steps

@@ -9,8 +9,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
-namespace daksim::capture {
+namespace dakinput {
 
 // Seconds since 1970-01-01 of a 40-bit MJD + BCD hhmmss field, in 64 bits
 // (negative before 1970). Nothing when a digit is not decimal or the time
@@ -32,4 +33,7 @@ std::optional<int32_t> BcdHhmmToMinutes(uint16_t field);
 uint64_t UtcToMjdBcd(int64_t utc);
 uint16_t MinutesToBcdHhmm(int32_t minutes);  // magnitude only
 
-}  // namespace daksim::capture
+// "2038-04-23T00:00:00Z", also for times the set's 32-bit time cannot hold.
+std::string UtcText(int64_t utc);
+
+}  // namespace dakinput

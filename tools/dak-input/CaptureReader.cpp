@@ -13,7 +13,7 @@
 #include "SectionAssembler.h"
 #include "TimeSections.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 namespace {
 
@@ -357,4 +357,4 @@ std::variant<Capture, ReadError> ReadCapture(const uint8_t* data, size_t size)
     return capture;
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace daksim::capture {
+namespace dakinput {
 
 constexpr size_t kPacketSize = 188;        // a transport packet, sync byte first
 constexpr uint16_t kDvbTimePid = 0x14;     // TDT and TOT
@@ -84,4 +84,4 @@ inline const char* KindName(TimeTable::Kind kind)
     return "?";
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -1,19 +1,10 @@
 #include "TimeSections.h"
 
-#include <cstring>
-
-extern "C" {
-#include <dvbpsi/dvbpsi.h>
-// dvbpsi.h first: the others use its types.
-#include <dvbpsi/descriptor.h>
-#include <dvbpsi/dr_58.h>
-#include <dvbpsi/psi.h>
-}
-
+#include "Crc32.h"
 #include "Quirks.h"
 #include "SttSection.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 namespace {
 
@@ -26,20 +17,6 @@ constexpr size_t kTimeSize = 5;
 constexpr size_t kCrcSize = 4;
 // section_syntax_indicator 0, reserved_future_use 1, reserved 11.
 constexpr uint8_t kDvbHeaderBits = 0x70;
-
-// The CRC_32 over the whole section comes out 0 when it is right.
-bool CrcMatches(const uint8_t* section, size_t size)
-{
-    if (size < kHeaderSize + kCrcSize) {
-        return false;
-    }
-    dvbpsi_psi_section_t view{};
-    view.i_table_id = section[0];
-    view.b_syntax_indicator = true;               // check it, whatever the table
-    view.p_data = const_cast<uint8_t*>(section);  // only read
-    view.p_payload_end = view.p_data + size - kCrcSize;
-    return dvbpsi_ValidPSISection(&view);
-}
 
 uint32_t Get32(const uint8_t* at)
 {
@@ -61,32 +38,25 @@ DecodedSection Damaged(TimeTable::Kind kind, const std::string& problem)
     return out;
 }
 
-// The entries of a local time offset descriptor's body, into `table`.
+// The entries of a local time offset descriptor's body, 13 bytes each,
+// into `table`; false when the body is not a whole number of entries.
 bool OffsetEntries(const uint8_t* body, uint8_t length, TimeTable& table)
 {
-    // libdvbpsi copies the body and does not write to it.
-    dvbpsi_descriptor_t* descriptor =
-        dvbpsi_NewDescriptor(kLocalTimeOffsetTag, length, const_cast<uint8_t*>(body));
-    if (descriptor == nullptr) {
+    constexpr size_t kEntrySize = 13;
+    if (length % kEntrySize != 0) {
         return false;
     }
-    const dvbpsi_local_time_offset_dr_t* decoded = dvbpsi_DecodeLocalTimeOffsetDr(descriptor);
-    if (decoded != nullptr) {
-        const int count = decoded->i_local_time_offsets_number;
-        for (int i = 0; i < count && i < DVBPSI_LOCAL_TIME_OFFSET_DR_MAX; ++i) {
-            const dvbpsi_local_time_offset_t& entry = decoded->p_local_time_offset[i];
-            OffsetEntry offset;
-            offset.country.assign(reinterpret_cast<const char*>(entry.i_country_code), 3);
-            offset.region = entry.i_country_region_id;
-            offset.negative = entry.i_local_time_offset_polarity != 0;
-            offset.localOffset = entry.i_local_time_offset;
-            offset.timeOfChange = entry.i_time_of_change & 0xFFFFFFFFFFULL;
-            offset.nextOffset = entry.i_next_time_offset;
-            table.offsets.push_back(offset);
-        }
+    for (const uint8_t* entry = body; entry < body + length; entry += kEntrySize) {
+        OffsetEntry offset;
+        offset.country.assign(reinterpret_cast<const char*>(entry), 3);
+        offset.region = static_cast<uint8_t>(entry[3] >> 2U);
+        offset.negative = (entry[3] & 0x1U) != 0;
+        offset.localOffset = static_cast<uint16_t>((entry[4] << 8U) | entry[5]);
+        offset.timeOfChange = Get40(entry + 6);
+        offset.nextOffset = static_cast<uint16_t>((entry[11] << 8U) | entry[12]);
+        table.offsets.push_back(offset);
     }
-    dvbpsi_DeleteDescriptors(descriptor);
-    return decoded != nullptr;
+    return true;
 }
 
 DecodedSection Tdt(const uint8_t* section, size_t size)
@@ -105,7 +75,8 @@ DecodedSection Tdt(const uint8_t* section, size_t size)
     if (size > kHeaderSize + kTimeSize) {
         // A receiver reads the five bytes of the time and no more.
         table.quirks |= kQuirkTrailingBytes;
-        const bool isCrc = size == kHeaderSize + kTimeSize + kCrcSize && CrcMatches(section, size);
+        const bool isCrc =
+            size == kHeaderSize + kTimeSize + kCrcSize && SectionCrcMatches(section, size);
         table.crc = isCrc ? Crc::Appended : Crc::NotChecked;
         if (isCrc) {
             table.crcValue = Get32(section + size - kCrcSize);
@@ -120,7 +91,7 @@ DecodedSection Tot(const uint8_t* section, size_t size)
     if (size < kLoopAt + kCrcSize) {
         return Damaged(TimeTable::Kind::Tot, "TOT too short, skipped");
     }
-    if (!CrcMatches(section, size)) {
+    if (!SectionCrcMatches(section, size)) {
         return Damaged(TimeTable::Kind::Tot, "TOT CRC_32 does not match, table skipped");
     }
     DecodedSection out;
@@ -158,7 +129,7 @@ DecodedSection Tot(const uint8_t* section, size_t size)
 
 DecodedSection Stt(const uint8_t* section, size_t size)
 {
-    if (!CrcMatches(section, size)) {
+    if (!SectionCrcMatches(section, size)) {
         return Damaged(TimeTable::Kind::Stt, "STT CRC_32 does not match, table skipped");
     }
     const auto stt = DecodeStt(section, size);
@@ -214,4 +185,4 @@ DecodedSection DecodeTimeSection(uint16_t pid, const uint8_t* section, size_t si
     return out;
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

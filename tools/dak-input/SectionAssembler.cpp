@@ -4,7 +4,7 @@
 
 #include "Quirks.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 namespace {
 
@@ -149,4 +149,4 @@ void SectionAssembler::End()
     }
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

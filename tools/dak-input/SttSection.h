@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace daksim::capture {
+namespace dakinput {
 
 struct SttFields {
     uint32_t systemTime = 0;  // GPS seconds since 1980-01-06T00:00:00Z
@@ -27,4 +27,4 @@ inline bool DsStatus(uint16_t daylightSavings)
     return (daylightSavings & 0x8000U) != 0;
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

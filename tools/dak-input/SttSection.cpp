@@ -1,6 +1,6 @@
 #include "SttSection.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 namespace {
 
@@ -34,4 +34,4 @@ std::optional<SttFields> DecodeStt(const uint8_t* section, size_t size)
     return stt;
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -6,7 +6,7 @@
 #include <array>
 #include <string>
 
-namespace daksim::capture {
+namespace dakinput {
 
 enum Quirk : unsigned {
     kQuirkTrailingBytes = 1U << 0U,    // TDT: bytes after the time (an appended CRC)
@@ -48,4 +48,4 @@ inline std::string QuirkNames(unsigned quirks)
     return names;
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -1,6 +1,6 @@
 // The time tables decoded from their sections: TDT (0x70) and TOT (0x73) on
-// PID 0x14, STT (0xCD) on PID 0x1FFB. CRCs are checked with libdvbpsi, the
-// local time offset descriptor decoded with it.
+// PID 0x14, STT (0xCD) on PID 0x1FFB. Every CRC_32 is checked here (Crc32.h),
+// the TOT's too.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 #include "Capture.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 struct DecodedSection {
     enum class Verdict { Table, NotATimeTable, Damaged };
@@ -24,4 +24,4 @@ std::optional<TimeTable::Kind> TimeTableKind(uint16_t pid, uint8_t tableId);
 
 DecodedSection DecodeTimeSection(uint16_t pid, const uint8_t* section, size_t size);
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -14,10 +14,10 @@
 
 namespace {
 
-class Count : public daksim::capture::CaptureSink {
+class Count : public dakinput::CaptureSink {
 public:
-    void Table(const daksim::capture::TimeTable&) override { ++tables; }
-    void Note(const daksim::capture::Note&) override { ++notes; }
+    void Table(const dakinput::TimeTable&) override { ++tables; }
+    void Note(const dakinput::Note&) override { ++notes; }
     size_t tables = 0;
     size_t notes = 0;
 };
@@ -26,22 +26,22 @@ public:
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const auto read = daksim::capture::ReadCapture(data, size);
-    const auto* capture = std::get_if<daksim::capture::Capture>(&read);
+    const auto read = dakinput::ReadCapture(data, size);
+    const auto* capture = std::get_if<dakinput::Capture>(&read);
     if (capture != nullptr) {
         for (const auto& table : capture->tables) {
-            static_cast<void>(daksim::capture::MjdBcdToUtc(table.dvbTime));
+            static_cast<void>(dakinput::MjdBcdToUtc(table.dvbTime));
             for (const auto& entry : table.offsets) {
-                static_cast<void>(daksim::capture::MjdBcdToUtc(entry.timeOfChange));
-                static_cast<void>(daksim::capture::BcdHhmmToMinutes(entry.localOffset));
-                static_cast<void>(daksim::capture::BcdHhmmToMinutes(entry.nextOffset));
+                static_cast<void>(dakinput::MjdBcdToUtc(entry.timeOfChange));
+                static_cast<void>(dakinput::BcdHhmmToMinutes(entry.localOffset));
+                static_cast<void>(dakinput::BcdHhmmToMinutes(entry.nextOffset));
             }
         }
     }
     const size_t piece = size % 251 + 1;
     size_t done = 0;
     Count count;
-    const auto pieces = daksim::capture::ReadCaptureStream(
+    const auto pieces = dakinput::ReadCaptureStream(
         [&](uint8_t* to, size_t room) {
             const size_t part = std::min({room, piece, size - done});
             if (part > 0) {
@@ -51,10 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             return static_cast<long>(part);
         },
         count);
-    const bool same =
-        capture == nullptr
-            ? std::holds_alternative<daksim::capture::ReadError>(pieces)
-            : count.tables == capture->tables.size() && count.notes == capture->notes.size();
+    const bool same = capture == nullptr ? std::holds_alternative<dakinput::ReadError>(pieces)
+                                         : count.tables == capture->tables.size() &&
+                                               count.notes == capture->notes.size();
     if (!same) {
         __builtin_trap();
     }

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace daksim::capture {
+namespace dakinput {
 
 class SectionEvents {
 public:
@@ -53,4 +53,4 @@ private:
     unsigned m_startedInPacket = 0;
 };
 
-}  // namespace daksim::capture
+}  // namespace dakinput

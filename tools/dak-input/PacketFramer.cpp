@@ -7,7 +7,7 @@
 
 #include "Capture.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 namespace {
 
@@ -242,4 +242,4 @@ std::string UnitSizeText(size_t unitSize)
     }
 }
 
-}  // namespace daksim::capture
+}  // namespace dakinput

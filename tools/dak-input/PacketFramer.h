@@ -10,7 +10,7 @@
 #include <functional>
 #include <string>
 
-namespace daksim::capture {
+namespace dakinput {
 
 // Fills at most `size` bytes at `to`: the number of bytes, 0 at the end of
 // the input, a negative number when it cannot be read.
@@ -40,4 +40,4 @@ Framing FramePackets(const ByteSource& source, PacketSink& sink);
 // What the unit size means, for a note: "192-byte packets (...)".
 std::string UnitSizeText(size_t unitSize);
 
-}  // namespace daksim::capture
+}  // namespace dakinput

@@ -1,6 +1,9 @@
 #include "DvbTime.h"
 
-namespace daksim::capture {
+#include <array>
+#include <cstdio>
+
+namespace dakinput {
 
 namespace {
 
@@ -74,4 +77,31 @@ uint16_t MinutesToBcdHhmm(int32_t minutes)
     return static_cast<uint16_t>((ToBcd2(magnitude / 60U % 100U) << 8U) | ToBcd2(magnitude % 60U));
 }
 
-}  // namespace daksim::capture
+std::string UtcText(int64_t utc)
+{
+    int64_t days = utc / kSecondsPerDay;
+    int64_t second = utc % kSecondsPerDay;
+    if (second < 0) {
+        second += kSecondsPerDay;
+        --days;
+    }
+    // Days to the proleptic Gregorian calendar, in eras of 400 years from
+    // 0000-03-01.
+    const int64_t z = days + 719468;
+    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+    const int64_t doe = z - era * 146097;
+    const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const int64_t mp = (5 * doy + 2) / 153;
+    const int64_t day = doy - (153 * mp + 2) / 5 + 1;
+    const int64_t month = mp < 10 ? mp + 3 : mp - 9;
+    const int64_t year = yoe + era * 400 + (month <= 2 ? 1 : 0);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lldZ",
+                  static_cast<long long>(year), static_cast<long long>(month),
+                  static_cast<long long>(day), static_cast<long long>(second / 3600),
+                  static_cast<long long>(second / 60 % 60), static_cast<long long>(second % 60));
+    return text.data();
+}
+
+}  // namespace dakinput

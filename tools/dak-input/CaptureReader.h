@@ -15,7 +15,7 @@
 #include "Capture.h"
 #include "PacketFramer.h"
 
-namespace daksim::capture {
+namespace dakinput {
 
 struct ReadError {
     std::string message;
@@ -45,4 +45,4 @@ std::optional<ReadError> CheckCaptureFile(const std::string& path);
 // A capture in memory, read whole (tests, the fuzz target).
 std::variant<Capture, ReadError> ReadCapture(const uint8_t* data, size_t size);
 
-}  // namespace daksim::capture
+}  // namespace dakinput
