@@ -77,6 +77,11 @@ public:
     void Damage(uint16_t pid, uint64_t offset, const std::string& text,
                 std::optional<uint8_t> tableId) override;
     void QuirkMet(uint16_t pid, uint64_t offset, unsigned quirk) override;
+    void Restart(uint64_t offset, const std::string& why)
+    {
+        m_dvb.sections.Restart(offset, why);
+        m_atsc.sections.Restart(offset, why);
+    }
 
 private:
     struct TimePid {
@@ -291,20 +296,50 @@ private:
 
 }  // namespace
 
+class PacketReader::Impl : public Reader {
+public:
+    using Reader::Reader;
+};
+
+PacketReader::PacketReader(CaptureSink& sink) : m_impl(std::make_unique<Impl>(sink))
+{
+}
+
+PacketReader::~PacketReader() = default;
+
+void PacketReader::Packet(const uint8_t* packet, uint64_t offset)
+{
+    m_impl->Packet(packet, offset);
+}
+
+void PacketReader::Restart(uint64_t offset, const std::string& why)
+{
+    m_impl->Restart(offset, why);
+}
+
+void PacketReader::Section(uint16_t pid, const uint8_t* section, size_t size, uint64_t offset)
+{
+    m_impl->Section(pid, section, size, offset);
+}
+
 std::variant<CaptureEnd, ReadError> ReadCaptureStream(const ByteSource& source, CaptureSink& sink)
 {
     Reader reader(sink);
     return reader.Read(source);
 }
 
-std::variant<CaptureEnd, ReadError> ReadCaptureFile(const std::string& path, CaptureSink& sink)
+std::variant<CaptureEnd, ReadError> ReadCaptureFile(const std::string& path, CaptureSink& sink,
+                                                    const std::function<bool()>& more)
 {
     FileSource file(path);
     if (!file.Open()) {
         return ReadError{"cannot read the capture " + path + ": " + std::strerror(errno)};
     }
     auto result = ReadCaptureStream(
-        [&file](uint8_t* to, size_t size) { return file.Read(to, size, 0); }, sink);
+        [&file, &more](uint8_t* to, size_t size) {
+            return more && !more() ? 0L : file.Read(to, size, 0);
+        },
+        sink);
     if (auto* error = std::get_if<ReadError>(&result)) {
         if (file.Error() != 0) {
             error->message = "cannot read the capture: " + std::string(std::strerror(file.Error()));

@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -36,8 +38,32 @@ struct CaptureEnd {
     uint64_t bytes = 0;
 };
 
+// The time tables of a live stream handed over piece by piece: whole
+// transport packets (datagrams carry whole packets), or whole sections (a
+// demux's section filter hands them over). `offset` places them in the
+// stream for the notes: the byte of the packet, the count of the section.
+class PacketReader {
+public:
+    explicit PacketReader(CaptureSink& sink);
+    ~PacketReader();
+    PacketReader(const PacketReader&) = delete;
+    PacketReader& operator=(const PacketReader&) = delete;
+
+    void Packet(const uint8_t* packet, uint64_t offset);  // 188 bytes from the sync byte
+    void Section(uint16_t pid, const uint8_t* section, size_t size, uint64_t offset);
+    // The stream starts afresh after a silence or a change of its framing:
+    // continuity is not compared across it.
+    void Restart(uint64_t offset, const std::string& why);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
 std::variant<CaptureEnd, ReadError> ReadCaptureStream(const ByteSource& source, CaptureSink& sink);
-std::variant<CaptureEnd, ReadError> ReadCaptureFile(const std::string& path, CaptureSink& sink);
+// `more`, when given, is asked before each read: false ends the capture there.
+std::variant<CaptureEnd, ReadError> ReadCaptureFile(const std::string& path, CaptureSink& sink,
+                                                    const std::function<bool()>& more = {});
 
 // Whether the file is a transport stream, from its first MiB; nothing when it is.
 std::optional<ReadError> CheckCaptureFile(const std::string& path);

@@ -142,6 +142,14 @@ void SectionAssembler::Lost(uint64_t offset, const std::string& why)
     m_lastCounter = -1;
 }
 
+void SectionAssembler::Restart(uint64_t offset, const std::string& why)
+{
+    if (m_pending) {
+        Drop(offset, why + ": the section begun at byte " + std::to_string(m_start) + " lost");
+    }
+    m_lastCounter = -1;
+}
+
 void SectionAssembler::End()
 {
     if (m_pending) {

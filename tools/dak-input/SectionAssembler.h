@@ -34,6 +34,9 @@ public:
     void Packet(const uint8_t* packet, size_t payload, uint64_t offset, bool discontinuity);
     // The packet was damaged and not read: what it carried is lost.
     void Lost(uint64_t offset, const std::string& why);
+    // The stream starts afresh (it stopped, or another source took over):
+    // a section begun is lost, the continuity counter is not compared.
+    void Restart(uint64_t offset, const std::string& why);
     // The end of the capture.
     void End();
 
