@@ -151,6 +151,9 @@ struct Capture {
     bool jst = false;                    // wire=+9
     std::optional<int32_t> wireMinutes;  // minutes east of UTC
     std::optional<int32_t> region;
+    // A live stream (udp://...) is played for so many seconds or tables.
+    std::optional<uint32_t> forSeconds;
+    std::optional<uint32_t> tables;
 };
 
 // `expect stream H clock|system T [set=B]`.

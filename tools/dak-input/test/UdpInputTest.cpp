@@ -7,18 +7,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <fstream>
 #include <iterator>
 #include <random>
 
 #include "BPTime.h"
 #include "ClockFeed.h"
-#include "DakTestFixture.h"
 #include "DvbTime.h"
 #include "InputFixture.h"
 #include "LoopbackNamespace.h"
-#include "TIStreamClock.h"
-#include "TISystemTimeManager.h"
+#include "ReplayFixture.h"
 #include "UdpInput.h"
 
 namespace dakinput::test {
@@ -101,33 +100,23 @@ Bytes FileBytes(const std::string& path)
 }
 
 // A set with its manager and a stream clock, fed by a UDP input.
-class UdpInputTest : public DakTest {
+class UdpInputTest : public daksim::capture::test::ReplayFixture {
 protected:
     void SetUp() override
     {
         if (!g_namespaceRefused.empty()) {
             GTEST_SKIP() << "no loopback namespace, the UDP tests need one: " << g_namespaceRefused;
         }
-        DakTest::SetUp();
-        ASSERT_TRUE(TISystemTimeManager::Instance()->Init());
-        dakhost::WaitIdle();
-        TIStreamClock::Init();
-        DAKHandle handle;
-        handle.profileId = 1;
-        handle.subId = 0;
-        m_clock = TIStreamClock::Instance(handle);
-        ASSERT_NE(m_clock, nullptr);
+        ReplayFixture::SetUp();
         m_feed = std::make_unique<ClockFeed>(*m_clock, FeedOptions{}, nullptr);
         m_sink = std::make_unique<Collect>(m_feed.get());
     }
     void TearDown() override
     {
         m_running.reset();
-        if (m_clock != nullptr) {
-            TIStreamClock::Exit();
-            TISystemTimeManager::Exit();
+        if (g_namespaceRefused.empty()) {
+            ReplayFixture::TearDown();
         }
-        DakTest::TearDown();
     }
 
     void Start(const std::string& url = std::string("udp://") + kGroup + ":" +
@@ -149,7 +138,6 @@ protected:
         return dakhost::PlatformClock();
     }
 
-    TIStreamClock* m_clock = nullptr;
     std::unique_ptr<ClockFeed> m_feed;
     std::unique_ptr<Collect> m_sink;
     std::unique_ptr<UdpInput> m_input;
@@ -256,6 +244,40 @@ TEST_F(UdpInputTest, AGroupThatNeverSendsIsNotedAndTheInputStopsWhenAsked)
     m_running.reset();
     EXPECT_TRUE(m_sink->Tables().empty());
     EXPECT_EQ(m_feed->Status().tables, 0U);
+}
+
+// The simulator's `stream H play udp://... tables=N`: the live stream's
+// tables replayed as a capture's are, virtual time paced by its PCR.
+TEST_F(UdpInputTest, TheSimulatorPlaysALiveStreamUntilItsTableLimit)
+{
+    const Bytes capture = FileBytes(DAK_SCENARIOS_DIR "/broadcast-2038.ts");
+    std::mutex lock;
+    std::condition_variable joined;
+    bool isJoined = false;
+    daksim::capture::PlayReport report;
+    std::vector<uint32_t> times;
+    report.note = [&](const Note& note) {
+        if (note.text.rfind("joined ", 0) == 0) {
+            const std::lock_guard<std::mutex> hold(lock);
+            isJoined = true;
+            joined.notify_all();
+        }
+    };
+    report.table = [&](const daksim::capture::Replayed& replayed) { times.push_back(replayed.utc); };
+    std::thread sender([&] {
+        std::unique_lock<std::mutex> hold(lock);
+        joined.wait(hold, [&] { return isJoined; });
+        m_sender.Play(capture);
+    });
+    const auto played = daksim::capture::PlayLive(
+        *m_clock, std::string("udp://") + kGroup + ":" + std::to_string(kPort) + "?interface=lo",
+        {}, report, {30, 6});
+    sender.join();
+    ASSERT_TRUE(std::holds_alternative<int>(played));
+    EXPECT_EQ(std::get<int>(played), 6);
+    ASSERT_EQ(times.size(), 6U);
+    EXPECT_EQ(times.back(), 2155593610U);
+    EXPECT_EQ(SystemClock(), 2155593610U);
 }
 
 }  // namespace

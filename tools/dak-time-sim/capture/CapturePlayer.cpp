@@ -3,6 +3,7 @@
 #include "DakHostControl.h"
 #include "DvbTime.h"
 #include "TIStreamClock.h"
+#include "UdpInput.h"
 
 namespace daksim::capture {
 
@@ -21,6 +22,7 @@ public:
     void Table(const TimeTable& table) override;
     void Note(const struct Note& note) override;
     int Finish(bool hasPcr, uint64_t endMs);
+    int HandedOver() const { return m_handedOver; }
 
 private:
     void MoveTo(uint64_t ms);
@@ -113,7 +115,49 @@ int Player::Finish(bool hasPcr, uint64_t endMs)
     return m_handedOver;
 }
 
+// A live stream's tables to the player, the stream stopped at the limit.
+class LivePlayer : public CaptureSink {
+public:
+    LivePlayer(Player& player, StopSignal& stop, std::optional<uint32_t> tables)
+        : m_player(player), m_stop(stop), m_tables(tables)
+    {
+    }
+    void Table(const TimeTable& table) override
+    {
+        m_player.Table(table);
+        if (m_tables && m_player.HandedOver() >= static_cast<int>(*m_tables)) {
+            m_stop.Raise();
+        }
+    }
+    void Note(const struct Note& note) override { m_player.Note(note); }
+
+private:
+    Player& m_player;
+    StopSignal& m_stop;
+    const std::optional<uint32_t> m_tables;
+};
+
 }  // namespace
+
+std::variant<int, ReadError> PlayLive(TIStreamClock& clock, const std::string& url,
+                                      const PlayOptions& options, const PlayReport& report,
+                                      const LiveLimit& limit)
+{
+    std::string error;
+    const auto address = ParseUdpUrl(url, error);
+    if (!address) {
+        return ReadError{error};
+    }
+    StopSignal stop;
+    if (limit.seconds) {
+        stop.StopAfter(uint64_t{*limit.seconds} * 1000U);
+    }
+    Player player(clock, options, report);
+    LivePlayer live(player, stop, limit.tables);
+    UdpInput input(url, *address, InputOptions{}.stallMs);
+    input.Run(live, stop);
+    return player.Finish(false, 0);
+}
 
 int Play(TIStreamClock& clock, const Capture& capture, const PlayOptions& options,
          const PlayReport& report)

@@ -45,4 +45,17 @@ int Play(TIStreamClock& clock, const Capture& capture, const PlayOptions& option
 std::variant<int, ReadError> PlayFile(TIStreamClock& clock, const std::string& path,
                                       const PlayOptions& options, const PlayReport& report);
 
+// How long a live stream is played: stops at whichever comes first.
+struct LiveLimit {
+    std::optional<uint32_t> seconds;  // of real time
+    std::optional<uint32_t> tables;   // handed over
+};
+
+// The same from a live stream (udp://...), virtual time paced by its PCR,
+// until the limit. Damage, silences and the group's joins are notes; only
+// an address that does not parse is an error.
+std::variant<int, ReadError> PlayLive(TIStreamClock& clock, const std::string& url,
+                                      const PlayOptions& options, const PlayReport& report,
+                                      const LiveLimit& limit);
+
 }  // namespace daksim::capture

@@ -6,6 +6,7 @@
 #include "CaptureReader.h"
 #include "SttSection.h"
 #include "TimeText.h"
+#include "UdpAddress.h"
 
 namespace daksim::capture {
 
@@ -50,9 +51,14 @@ std::string Describe(const Replayed& replayed)
 
 }  // namespace
 
+bool IsLive(const std::string& file)
+{
+    return file.compare(0, 6, "udp://") == 0;
+}
+
 std::string CapturePath(const std::string& scriptName, const std::string& file)
 {
-    if (file.empty() || file[0] == '/') {
+    if (file.empty() || file[0] == '/' || IsLive(file)) {
         return file;
     }
     const size_t slash = scriptName.rfind('/');
@@ -66,7 +72,13 @@ std::optional<std::string> CheckCaptures(const Script& script)
         if (play == nullptr) {
             continue;
         }
-        if (const auto error = CheckCaptureFile(CapturePath(script.name, play->file))) {
+        std::string live;
+        if (IsLive(play->file) && !ParseUdpUrl(play->file, live)) {
+            return script.name + ":" + std::to_string(step.line) + ": " + live;
+        }
+        if (const auto error = IsLive(play->file)
+                                   ? std::nullopt
+                                   : CheckCaptureFile(CapturePath(script.name, play->file))) {
             return script.name + ":" + std::to_string(step.line) + ": " + error->message;
         }
     }
@@ -108,7 +120,9 @@ std::optional<int> PlayStep(TIStreamClock& clock, const args::Capture& play,
         };
     }
     const auto played =
-        PlayFile(clock, CapturePath(scriptName, play.file), OptionsOf(play), report);
+        IsLive(play.file)
+            ? PlayLive(clock, play.file, OptionsOf(play), report, {play.forSeconds, play.tables})
+            : PlayFile(clock, CapturePath(scriptName, play.file), OptionsOf(play), report);
     if (const auto* failed = std::get_if<ReadError>(&played)) {
         error = failed->message;
         return std::nullopt;

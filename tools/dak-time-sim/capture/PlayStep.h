@@ -1,5 +1,6 @@
 // The `stream H play FILE ...` step: where its capture is, checking it
-// before a file runs, and replaying it with a printed line per table.
+// before a file runs, and replaying it (or a live stream) with a printed
+// line per table.
 #pragma once
 
 #include <functional>
@@ -12,6 +13,9 @@
 class TIStreamClock;
 
 namespace daksim::capture {
+
+// Whether FILE of the step is a live stream (udp://...).
+bool IsLive(const std::string& file);
 
 // FILE of the step; a relative one is taken from the scenario file's folder.
 std::string CapturePath(const std::string& scriptName, const std::string& file);

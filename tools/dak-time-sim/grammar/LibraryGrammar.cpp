@@ -55,17 +55,23 @@ bool IsCountryCode(const std::string& value)
            });
 }
 
-// stream H play FILE [scan=B] [mode=N] [country=CCC] [region=N] [wire=OFFSET]
-// [jst=B]
+// stream H play FILE|udp://... [scan=B] [mode=N] [country=CCC] [region=N]
+// [wire=OFFSET] [jst=B] [for=SECONDS] [tables=N]
 StepArgs StreamPlay(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     args::Capture play;
     play.handle = handle;
     play.file = in.Next("capture file").text;
     for (const auto& [key, value] :
-         in.Options({"scan", "mode", "country", "jst", "wire", "region"})) {
+         in.Options({"scan", "mode", "country", "jst", "wire", "region", "for", "tables"})) {
         const Word word{value, false};
-        if (key == "wire") {
+        if (key == "for" || key == "tables") {
+            const int32_t count = Int32(word, key.c_str());
+            if (count < 1 || count > 86400) {
+                throw LineError{"bad " + key + " " + Quote(value) + " (want 1 to 86400)"};
+            }
+            (key == "for" ? play.forSeconds : play.tables) = static_cast<uint32_t>(count);
+        } else if (key == "wire") {
             play.wireMinutes = WireOffset(value);
         } else if (key == "region") {
             const int32_t region = Int32(word, "region");
@@ -84,6 +90,13 @@ StepArgs StreamPlay(LineReader& in, const args::StreamHandle& handle, StepKind& 
         } else {
             throw LineError{"bad country " + Quote(value) + " (want three letters)"};
         }
+    }
+    const bool live = play.file.compare(0, 6, "udp://") == 0;
+    if (live && !play.forSeconds && !play.tables) {
+        throw LineError{"a live stream plays until for=SECONDS or tables=N"};
+    }
+    if (!live && (play.forSeconds || play.tables)) {
+        throw LineError{"for= and tables= are for a live stream (udp://...)"};
     }
     return play;
 }
