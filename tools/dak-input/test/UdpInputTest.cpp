@@ -263,7 +263,9 @@ TEST_F(UdpInputTest, TheSimulatorPlaysALiveStreamUntilItsTableLimit)
             joined.notify_all();
         }
     };
-    report.table = [&](const daksim::capture::Replayed& replayed) { times.push_back(replayed.utc); };
+    report.table = [&](const daksim::capture::Replayed& replayed) {
+        times.push_back(replayed.utc);
+    };
     std::thread sender([&] {
         std::unique_lock<std::mutex> hold(lock);
         joined.wait(hold, [&] { return isJoined; });
