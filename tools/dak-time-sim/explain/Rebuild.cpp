@@ -49,6 +49,7 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh, bool
     m_networkTaken = false;
     m_syncSetting = false;
     m_initReplay = false;
+    m_replay.reset();
     m_tables.Reset();
     m_tableDrove = false;
     m_decidedLine = 0;
@@ -136,7 +137,6 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
             break;
         case kSetTypeInit:
             event.origin = m_initReplay ? Origin::Init : Origin::Call;
-            m_initReplay = false;
             break;
         case kSetTypeStream:
             event.origin = m_tableDrove ? Origin::Table : Origin::Call;
@@ -147,7 +147,15 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
         default:
             break;
     }
-    if (setting.type == kSetTypeStream) {
+    // Start-up replays the hardware clock with the type its stored reason
+    // gives, whichever that is.
+    if (m_initReplay && m_replay && setting.type == m_replay->first &&
+        setting.utc == m_replay->second) {
+        event.origin = Origin::Init;
+    }
+    m_initReplay = false;
+    m_replay.reset();
+    if (setting.type == kSetTypeStream && event.origin != Origin::Init) {
         m_tableDrove = false;
     }
     if (setting.type == kSetTypeNet) {
@@ -246,6 +254,10 @@ void Rebuild::Read(const dakhost::LogLine& line)
                 AutoClock(static_cast<int>(*startup->autoClock));
             }
             m_initReplay = !startup->rtcFailed;
+            m_replay.reset();
+            if (startup->type && startup->rtc) {
+                m_replay = std::make_pair(*startup->type, *startup->rtc);
+            }
             m_out.StartupRead(*startup, Here());
         }
     } else {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Decisions.h"
 #include "Events.h"
@@ -71,6 +72,7 @@ private:
     bool m_networkTaken = false;
     bool m_syncSetting = false;  // a sync just asked to set the platform clock
     bool m_initReplay = false;   // start-up just asked to replay the hardware clock
+    std::optional<std::pair<int64_t, int64_t>> m_replay;  // its type and time
     TableReader m_tables;
     bool m_tableDrove = false;  // the last table asked the manager
     uint64_t m_damaged = 0;

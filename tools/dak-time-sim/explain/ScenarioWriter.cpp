@@ -21,12 +21,17 @@ bool ScenarioWriter::Open(const std::string& path)
 
 bool ScenarioWriter::Close()
 {
+    m_startup.Release(false);
     return m_out.Close();
 }
 
 void ScenarioWriter::Step(const std::string& text)
 {
-    m_out.Step(text);
+    if (m_startup.Holding()) {
+        m_startup.Hold(text);
+    } else {
+        m_out.Step(text);
+    }
 }
 
 void ScenarioWriter::From(const At& at, const std::string& what)
@@ -59,6 +64,7 @@ void ScenarioWriter::Stop()
 
 void ScenarioWriter::BeginFile(const std::string& name, const At& /*at*/)
 {
+    m_startup.Release(false);
     m_out.Heading(name);
     Stop();
     m_platform.Fresh();
@@ -68,6 +74,7 @@ void ScenarioWriter::BeginBoot(const std::string& name, const At& at)
 {
     // A power cut: the task and the stream clocks are gone; the settings
     // store and the hardware clock keep what they held.
+    m_startup.Release(false);
     m_out.Heading(name);
     From(at, "the set starts again");
     Stop();
@@ -76,7 +83,10 @@ void ScenarioWriter::BeginBoot(const std::string& name, const At& at)
 
 void ScenarioWriter::StartupRead(const Startup& startup, const At& at)
 {
+    m_startup.Release(false);
     From(at, "start-up");
+    // Held until the log shows whether its replay ran.
+    m_startup.Begin(startup, at.line);
     if (m_managerUp) {
         Step("manager exit");
     }
@@ -119,6 +129,9 @@ void ScenarioWriter::Expect(const SettingEvent& event)
 void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
+    // Start-up's replay refused for want of the manager's task: not made.
+    const bool noTask = event.origin == Origin::Init && setting.why == "manager not initialised";
+    m_startup.Release(event.origin == Origin::Init, noTask);
     if (event.origin == Origin::Table) {
         // The log may show it applied after later steps (tables handed over
         // one after the other): the clock then shows the last one's time.
@@ -134,14 +147,18 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         Expect(event);
         return;
     }
-    if (setting.type < 0) {
+    if (setting.type < 0 && !setting.accepted) {
         From(at, "a setting of a type the log does not show: not re-created");
         return;
     }
-    // A type outside the table prints as SetType_unknown: written as its number.
+    // A type outside the table prints as SetType_unknown: written as its
+    // number (-1 where the log does not say which: any acts the same).
     const std::string type = SetTypeName(setting.type) == "SetType_unknown"
                                  ? std::to_string(setting.type)
                                  : SetTypeName(setting.type);
+    if (setting.type < 0) {
+        From(at, "a type outside the table, logged as SetType_unknown: -1 (a guess)");
+    }
     From(at, type + (setting.accepted ? " accepted" : " refused: " + setting.why));
     if (Has(setting.why, "clock is manual")) {
         m_platform.ClockMode(1);
@@ -150,6 +167,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
         setting.why == "no network time") {
         if (setting.why == "no network time") {
             Step("set networkset 0");
+            m_networkSet = 0;
         }
         Step("networktime");
         Step("idle");
@@ -164,7 +182,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
     } else if (setting.accepted &&
                dak::AppliedSettingType(static_cast<ETimeSettingType>(setting.type)) ==
                    SetType_manual &&
-               m_platform.ClockModeNow() == 0 && m_platform.ReasonHeldNow() &&
+               m_platform.ReasonHeldNow() &&
                !dak::IsUpdatePermitted(static_cast<ESystemTimeReason>(*m_platform.ReasonHeldNow()),
                                        SetType_manual)) {
         // Taken although the stored reason forbids it: the clock was manual.
@@ -199,6 +217,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
 
 void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
 {
+    m_startup.Release(false);
     From(at, "sync: " + sync.decision);
     m_platform.KeepReason();
     m_platform.KeepClockMode();
@@ -271,6 +290,7 @@ void ScenarioWriter::Store(const std::string& key, int64_t value, const At& /*at
 
 void ScenarioWriter::Table(const TableEvent& table, const At& at)
 {
+    m_startup.Release(false);
     const std::string handle = table.handle.empty() ? "1/0" : table.handle;
     From(at, "stream table " + Words::TimeWord(table.utc) + (table.result ? "" : " refused"));
     if (!m_streamsUp) {
@@ -292,12 +312,19 @@ void ScenarioWriter::Table(const TableEvent& table, const At& at)
     m_platform.AgentDenies(table.agentDenied);
     // The stream clock's own mode: the table's, unless the log says otherwise.
     m_platform.StreamMode(handle, table.clockMode.value_or(table.mode));
+    const bool noBaseClock = table.why == "no base clock";  // the monotonic clock failed
+    if (noBaseClock) {
+        Step("fail monotonic 1");
+    }
     Step("stream " + handle + " set " + Words::TimeWord(table.utc) +
          " scan=" + (table.scan ? "1" : "0") + " mode=" + std::to_string(table.mode));
     if (table.resultKnown) {
         Step(std::string("expect result ") + (table.result ? "true" : "false"));
     }
     Step("idle");
+    if (noBaseClock) {
+        Step("fail monotonic 0");
+    }
     m_stepsAtTable = m_out.Steps();
     m_tablesDriving += table.askedSet ? 1U : 0U;
 }
@@ -307,18 +334,40 @@ void ScenarioWriter::Network(std::optional<int64_t> utc, const At& at)
     if (!utc) {
         return;  // told with the refused setting
     }
+    m_startup.Release(false);
     From(at, "network time " + Words::TimeWord(*utc));
     m_platform.KeepReason();
     m_platform.KeepClockMode();
     // Network time reads the process clock: set to what the set read.
     Step("set processclock " + Words::TimeWord(*utc));
-    Step("set networkset 1");
-    Step("networktime");
+    if (m_networkCalledBack) {
+        Step("set networkset 1");  // its callback takes the network time
+    } else {
+        if (m_networkSet != 1) {
+            // The state the call needs, written without a callback that
+            // would take the network time a second time.
+            Step("fail send 1");
+            Step("set networkset 1");
+            Step("fail send 0");
+        }
+        Step("networktime");
+    }
+    m_networkSet = 1;
+    m_networkCalledBack = false;
     Step("idle");
+}
+
+void ScenarioWriter::Log(const dakhost::LogLine& line, const At& /*at*/)
+{
+    m_startup.Log(line);
+    if (line.function == "OnVConfCallback" && Has(line.text, "received type:1")) {
+        m_networkCalledBack = true;
+    }
 }
 
 void ScenarioWriter::ManagerExit(const At& at)
 {
+    m_startup.Release(false);
     From(at, "the manager is deleted");
     Step("manager exit");
     m_managerUp = false;

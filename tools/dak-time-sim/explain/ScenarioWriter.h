@@ -12,6 +12,7 @@
 #include <string>
 
 #include "Events.h"
+#include "HeldStartup.h"
 #include "ScenarioFile.h"
 #include "ScenarioPlatform.h"
 
@@ -36,6 +37,7 @@ public:
     void Table(const TableEvent& table, const At& at) override;
     void Network(std::optional<int64_t> utc, const At& at) override;
     void ManagerExit(const At& at) override;
+    void Log(const dakhost::LogLine& line, const At& at) override;
 
 private:
     void Step(const std::string& text);
@@ -58,6 +60,12 @@ private:
     bool m_rtcWriteFailed = false;
     size_t m_stepsAtTable = 0;   // steps written when the last table was handed over
     size_t m_tablesDriving = 0;  // tables that asked for a setting not yet seen
+    // The network time state as the scenario wrote it, and whether the log
+    // showed its change called back (the network time that follows is the
+    // callback's, not a client's call).
+    std::optional<int> m_networkSet;
+    HeldStartup m_startup{m_out};
+    bool m_networkCalledBack = false;
 };
 
 }  // namespace daksim::explain
