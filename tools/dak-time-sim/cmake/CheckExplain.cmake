@@ -215,7 +215,7 @@ elseif(MODE STREQUAL "garbage")
   file(WRITE "${WORK}/cut.log" "${enormous}\n2024-03-05 06:30:00.000 x: "
        "[TCSystemTimeManager::t_SyncSystemTime] UTC=1709620200, rtcTime=1709620200, sub=0\n")
   Sim(cut "${WORK}/cut.explained" explain "${WORK}/cut.log")
-  if(NOT cut_rc EQUAL 0 OR NOT cut_out MATCHES "1 of them the library's messages, 1 cut short")
+  if(NOT cut_rc EQUAL 0 OR NOT cut_out MATCHES "1 of them the library's message, 1 cut short")
     message(FATAL_ERROR "cut.log: expected the enormous line cut and the message read, got "
                         "${cut_rc}:\n${cut_out}")
   endif()

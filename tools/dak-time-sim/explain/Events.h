@@ -37,7 +37,9 @@ struct SettingEvent {
     Decisions::Setting setting;
     bool reasonsKnown = true;
     Origin origin = Origin::Call;
-    std::optional<int64_t> clockBefore;  // the platform clock it replaced, when logged
+    // The platform clock it replaced: as read just before, or as the log told
+    // it last and time ran on.
+    std::optional<int64_t> clockBefore;
 };
 
 struct TableEvent {

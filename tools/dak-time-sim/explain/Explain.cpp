@@ -24,6 +24,7 @@
 #include "Timeline.h"
 #include "Trace.h"
 #include "Vocabulary.h"
+#include "Wording.h"
 
 namespace daksim::explain {
 
@@ -217,6 +218,7 @@ int Run(const std::vector<std::string>& args)
 
     Records records(recording ? &trace : nullptr, options.timeline.empty() ? nullptr : &timeline);
     Findings findings(options.jumpSeconds);
+    findings.PrintEachBoot(stdout);
     Story story(stdout);
     Fanout out;
     if (recording || !options.timeline.empty()) {
@@ -243,9 +245,10 @@ int Run(const std::vector<std::string>& args)
             bad = true;
             continue;
         }
-        std::printf("-- %llu lines, %llu of them the library's messages, %llu cut short",
-                    static_cast<unsigned long long>(counts.lines),
+        std::printf("-- %s, %llu of them the library's %s, %llu cut short",
+                    Counted(counts.lines, "line", "lines").c_str(),
                     static_cast<unsigned long long>(counts.library),
+                    counts.library == 1 ? "message" : "messages",
                     static_cast<unsigned long long>(counts.cut));
         if (counts.damaged > 0) {
             std::printf(", %llu the library's but damaged past reading",

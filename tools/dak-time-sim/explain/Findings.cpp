@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "Vocabulary.h"
+#include "Wording.h"
 
 namespace daksim::explain {
 
@@ -11,7 +12,9 @@ namespace {
 
 constexpr int64_t kFirstValidUtc = 978307200;  // 2001-01-01
 constexpr int64_t kReasonInit = 0;
-constexpr double kMsPerHour = 3600000.0;
+constexpr double kMsPerDay = 86400000.0;
+constexpr uint64_t kDriftSpanMs = uint64_t{2} * 3600 * 1000;  // corrections this far apart
+constexpr size_t kCannotTellKept = 8;
 constexpr uint64_t kInitWorthTelling = 60000;  // a minute on Reason_init
 
 std::string Lines(const std::vector<uint64_t>& lines, uint64_t count)
@@ -28,10 +31,25 @@ std::string Lines(const std::vector<uint64_t>& lines, uint64_t count)
 
 std::string Hours(uint64_t ms)
 {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f h", static_cast<double>(ms) / kMsPerHour);
-    return text;
+    return Duration(ms / 1000);
 }
+
+// The faults of the platform the library logs, by a text of each message.
+struct Fault {
+    const char* text;
+    Kind kind;
+};
+constexpr Fault kFaults[] = {
+    {"SetSystemClock UTC!failed", Kind::ClockRefused},
+    {"GetSystemTime]  UTC! failed", Kind::ClockUnreadable},
+    {"t_SetRTCTime] open fail", Kind::RtcUnwritable},
+    {"t_SetRTCTime] set fail", Kind::RtcUnwritable},
+    {"Send ret=0", Kind::SendRefused},
+    {"Mutex create failed", Kind::NotCreated},
+    {"alarm create failed", Kind::NotCreated},
+    {"start-up failed", Kind::NotCreated},
+    {"isn't Created", Kind::NotCreated},
+};
 
 }  // namespace
 
@@ -52,6 +70,16 @@ const char* KindName(Kind kind)
             return "on-Reason_init";
         case Kind::Drift:
             return "sync-corrections";
+        case Kind::ClockRefused:
+            return "clock-refused";
+        case Kind::ClockUnreadable:
+            return "clock-unreadable";
+        case Kind::RtcUnwritable:
+            return "rtc-unwritable";
+        case Kind::SendRefused:
+            return "send-refused";
+        case Kind::NotCreated:
+            return "not-created";
         case Kind::Count:
             break;
     }
@@ -72,6 +100,8 @@ Findings::Findings(int64_t jumpSeconds) : m_jumpSeconds(jumpSeconds)
 
 void Findings::Reset()
 {
+    m_earlierBoots = {};
+    m_boots = false;
     m_found = {};
     m_jumpSources.clear();
     m_largestJump = 0;
@@ -86,6 +116,29 @@ void Findings::Reset()
     m_reasonInitMs = 0;
     m_initStretchMs = 0;
     m_autoClockMs.clear();
+    m_correctionsBothWays = false;
+    m_lastCorrection = 0;
+    m_cannotTell.clear();
+}
+
+void Findings::Log(const dakhost::LogLine& line, const At& at)
+{
+    if (line.via == dakhost::Via::PrintF) {
+        return;  // the copy of a message logged twice
+    }
+    for (const Fault& fault : kFaults) {
+        if (line.text.find(fault.text) != std::string::npos) {
+            Add(fault.kind, at.line);
+            return;
+        }
+    }
+}
+
+void Findings::Undecided(const std::string& what, const At& /*at*/)
+{
+    if (m_cannotTell.size() < kCannotTellKept) {
+        m_cannotTell.push_back(what);
+    }
 }
 
 void Findings::Spend(const At& at)
@@ -102,8 +155,25 @@ void Findings::Spend(const At& at)
     m_sinceMs = now;
 }
 
-void Findings::BeginFile(const std::string& /*name*/, const At& /*at*/)
+void Findings::BeginBoot(const std::string& name, const At& at)
 {
+    m_boots = true;
+    if (m_printTo != nullptr) {
+        Print(m_printTo);
+    }
+    for (size_t kind = 0; kind < m_found.size(); ++kind) {
+        m_earlierBoots[kind] += m_found[kind].count;
+    }
+    const auto earlier = m_earlierBoots;
+    Reset();
+    m_earlierBoots = earlier;
+    m_boots = true;
+    BeginFile(name, at);
+}
+
+void Findings::BeginFile(const std::string& name, const At& /*at*/)
+{
+    m_part = name;
     m_reason.reset();
     m_autoClock.reset();
     m_refusedInRow = 0;
@@ -137,10 +207,11 @@ void Findings::StartupRead(const Startup& startup, const At& at)
 void Findings::Setting(const SettingEvent& event, const At& at)
 {
     const Decisions::Setting& setting = event.setting;
-    if (!setting.accepted || !event.clockBefore || setting.utc < 0) {
+    const std::optional<int64_t> before = event.clockBefore;
+    if (!setting.accepted || !before || setting.utc < 0) {
         return;
     }
-    const int64_t jump = setting.utc - *event.clockBefore;
+    const int64_t jump = setting.utc - *before;
     if (std::llabs(jump) > m_jumpSeconds) {
         Add(Kind::Jump, at.line);
         ++m_jumpSources[SetTypeName(setting.type)];
@@ -159,11 +230,14 @@ void Findings::Sync(const Decisions::Sync& sync, const At& at)
         return;
     }
     const uint64_t now = m_fileBaseMs + at.moment.elapsedMs;
+    const int64_t correction = *sync.system - *sync.rtc;
     if (m_corrections == 0) {
         m_firstCorrectionMs = now;
     } else {
-        m_correctedSeconds += *sync.system - *sync.rtc;
+        m_correctedSeconds += correction;
+        m_correctionsBothWays = m_correctionsBothWays || (correction > 0) != (m_lastCorrection > 0);
     }
+    m_lastCorrection = correction;
     m_lastCorrectionMs = now;
     ++m_corrections;
     Add(Kind::Drift, at.line);
@@ -214,63 +288,86 @@ void Findings::Table(const TableEvent& table, const At& at)
 
 void Findings::Print(FILE* out) const
 {
-    auto found = [this](Kind kind) -> const Found& { return m_found[static_cast<size_t>(kind)]; };
+    auto count = [this](Kind kind) { return m_found[static_cast<size_t>(kind)].count; };
     auto say = [&](Kind kind, const std::string& what) {
-        const Found& f = found(kind);
+        const Found& f = m_found[static_cast<size_t>(kind)];
         std::fprintf(out, "  %s (%s)\n", what.c_str(), Lines(f.lines, f.count).c_str());
     };
-    std::fputs("-- findings\n", out);
+    if (m_boots) {
+        std::fprintf(out, "-- findings of %s\n", m_part.c_str());
+    } else {
+        std::fputs("-- findings\n", out);
+    }
+    for (const std::string& what : m_cannotTell) {
+        std::fprintf(out, "  cannot tell: %s\n", what.c_str());
+    }
     bool any = false;
-    if (found(Kind::Jump).count > 0) {
+    if (count(Kind::Jump) > 0) {
         std::string sources;
         for (const auto& source : m_jumpSources) {
             sources +=
                 (sources.empty() ? "" : ", ") + source.first + " " + std::to_string(source.second);
         }
-        say(Kind::Jump, std::to_string(found(Kind::Jump).count) + " clock jumps beyond " +
-                            std::to_string(m_jumpSeconds) + " s, the largest " +
-                            std::to_string(m_largestJump) + " s; by " + sources);
-        any = true;
+        say(Kind::Jump, Counted(count(Kind::Jump), "clock jump", "clock jumps") + " beyond " +
+                            Duration(static_cast<uint64_t>(m_jumpSeconds)) + ", the largest " +
+                            Move(m_largestJump) + "; by " + sources);
     }
-    if (found(Kind::Backwards).count > 0) {
+    if (count(Kind::Backwards) > 0) {
         say(Kind::Backwards,
-            std::to_string(found(Kind::Backwards).count) + " settings moved the clock backwards");
-        any = true;
+            Counted(count(Kind::Backwards), "setting", "settings") + " moved the clock backwards");
     }
-    if (found(Kind::RefusedTables).count > 0) {
-        say(Kind::RefusedTables, std::to_string(found(Kind::RefusedTables).count) +
-                                     " runs of refused stream tables, the longest " +
+    if (count(Kind::RefusedTables) > 0) {
+        say(Kind::RefusedTables, Counted(count(Kind::RefusedTables), "run", "runs") +
+                                     " of refused stream tables, the " + "longest " +
                                      std::to_string(m_longestRefusedRun) + " in a row");
-        any = true;
     }
-    if (found(Kind::RtcReadFailure).count > 0) {
+    if (count(Kind::RtcReadFailure) > 0) {
         say(Kind::RtcReadFailure,
-            std::to_string(found(Kind::RtcReadFailure).count) + " hardware-clock reads failed");
-        any = true;
+            Counted(count(Kind::RtcReadFailure), "hardware-clock read", "hardware-clock reads") +
+                " failed");
     }
-    if (found(Kind::RtcBefore2001).count > 0) {
-        say(Kind::RtcBefore2001, std::to_string(found(Kind::RtcBefore2001).count) +
-                                     " hardware-clock readings before 2001");
-        any = true;
+    if (count(Kind::RtcBefore2001) > 0) {
+        say(Kind::RtcBefore2001, Counted(count(Kind::RtcBefore2001), "hardware-clock reading",
+                                         "hardware-clock readings") +
+                                     " before 2001");
     }
-    if (found(Kind::ReasonInit).count > 0) {
+    if (count(Kind::ReasonInit) > 0) {
         say(Kind::ReasonInit, Hours(m_reasonInitMs) + " on Reason_init in all, " +
-                                  std::to_string(found(Kind::ReasonInit).count) +
-                                  " stretches of a minute or more");
-        any = true;
+                                  Counted(count(Kind::ReasonInit), "stretch", "stretches") +
+                                  " of a minute or more");
     }
     if (m_corrections >= 2) {
         const uint64_t span = m_lastCorrectionMs - m_firstCorrectionMs;
-        std::string rate = "no time between them";
-        if (span > 0) {
+        std::string rate;
+        if (span < kDriftSpanMs) {
+            rate = "too close together to tell a drift (" + Duration(span / 1000) + " apart)";
+        } else if (m_correctionsBothWays) {
+            rate = "both ways over " + Duration(span / 1000) + ": no steady drift";
+        } else {
             char text[64];
             std::snprintf(
                 text, sizeof text, "the hardware clock drifts %+.1f s a day",
-                -static_cast<double>(m_correctedSeconds) * 86400000.0 / static_cast<double>(span));
-            rate = text;
+                -static_cast<double>(m_correctedSeconds) * kMsPerDay / static_cast<double>(span));
+            rate = text + std::string(", over ") + Duration(span / 1000);
         }
-        say(Kind::Drift, std::to_string(m_corrections) + " sync corrections: " + rate);
-        any = true;
+        say(Kind::Drift,
+            Counted(m_corrections, "sync correction", "sync corrections") + ": " + rate);
+    }
+    static const std::pair<Kind, const char*> kFaultWords[] = {
+        {Kind::ClockRefused, "the platform clock refused a setting"},
+        {Kind::ClockUnreadable, "the platform clock could not be read"},
+        {Kind::RtcUnwritable, "the hardware clock could not be written"},
+        {Kind::SendRefused, "an event to the manager's task was not sent"},
+        {Kind::NotCreated, "a task, mutex or alarm of the library was not made"},
+    };
+    for (const auto& fault : kFaultWords) {
+        if (count(fault.first) > 0) {
+            say(fault.first,
+                std::string(fault.second) + ", " + Counted(count(fault.first), "time", "times"));
+        }
+    }
+    for (size_t kind = 0; kind < static_cast<size_t>(Kind::Count); ++kind) {
+        any = any || m_found[kind].count > 0;
     }
     if (!m_autoClockMs.empty()) {
         std::string sources;
@@ -281,7 +378,9 @@ void Findings::Print(FILE* out) const
         std::fprintf(out, "  time on each automatic source: %s\n", sources.c_str());
     }
     if (!any) {
-        std::fputs("  nothing out of the ordinary\n", out);
+        std::fputs(m_cannotTell.empty() ? "  nothing out of the ordinary\n"
+                                        : "  nothing out of the ordinary in what it can tell\n",
+                   out);
     }
 }
 

@@ -1,10 +1,13 @@
 // What is worth a look in a log, each finding with the log lines it was
-// seen at: clock jumps and the source that made them, runs of refused stream
-// tables, hardware-clock read failures and readings before 2001, the clock
-// going backwards, time spent on Reason_init, repeated sync corrections (a
-// drifting hardware clock) with the drift rate, and the time spent on each
-// automatic source. Only counters and the first few line numbers are kept:
-// memory does not grow with the log.
+// seen at: first what the log cannot tell; then clock jumps and the source
+// that made them, runs of refused stream tables, hardware-clock read
+// failures and readings before 2001, the clock going backwards, time spent on
+// Reason_init, sync corrections (a drift rate only from corrections hours
+// apart, with the span it rests on), every fault of the platform the log
+// shows (the platform clock refusing a setting or unreadable, the hardware
+// clock unwritable, an event not sent, a task, mutex or alarm not made), and
+// the time spent on each automatic source. Only counters and the first few
+// line numbers are kept: memory does not grow with the log.
 #pragma once
 
 #include <array>
@@ -27,6 +30,11 @@ enum class Kind : size_t {
     RtcBefore2001,
     ReasonInit,
     Drift,
+    ClockRefused,
+    ClockUnreadable,
+    RtcUnwritable,
+    SendRefused,
+    NotCreated,
     Count
 };
 
@@ -42,8 +50,12 @@ public:
 
     // A new log: everything counted so far is forgotten.
     void Reset();
+    // Each boot of a log has findings of its own, printed to `out` as the
+    // next boot begins (the last one's by Print).
+    void PrintEachBoot(FILE* out) { m_printTo = out; }
 
     void BeginFile(const std::string& name, const At& at) override;
+    void BeginBoot(const std::string& name, const At& at) override;
     void EndFile(const At& at) override;
     void Setting(const SettingEvent& event, const At& at) override;
     void Sync(const Decisions::Sync& sync, const At& at) override;
@@ -52,8 +64,14 @@ public:
     void Store(const std::string& key, int64_t value, const At& at) override;
     void Table(const TableEvent& table, const At& at) override;
     void StartupRead(const Startup& startup, const At& at) override;
+    void Log(const dakhost::LogLine& line, const At& at) override;
+    void Undecided(const std::string& what, const At& at) override;
 
-    uint64_t CountOf(Kind kind) const { return m_found[static_cast<size_t>(kind)].count; }
+    // Of the whole log, every boot of it.
+    uint64_t CountOf(Kind kind) const
+    {
+        return m_earlierBoots[static_cast<size_t>(kind)] + m_found[static_cast<size_t>(kind)].count;
+    }
     void Print(FILE* out) const;
 
 private:
@@ -89,6 +107,14 @@ private:
     uint64_t m_initStretchMs = 0;
     uint64_t m_initLine = 0;
     std::map<int64_t, uint64_t> m_autoClockMs;
+    // The part of the log: its name, whether the log has others.
+    std::string m_part;
+    bool m_boots = false;
+    FILE* m_printTo = nullptr;
+    std::array<uint64_t, static_cast<size_t>(Kind::Count)> m_earlierBoots{};
+    bool m_correctionsBothWays = false;
+    int64_t m_lastCorrection = 0;
+    std::vector<std::string> m_cannotTell;  // what the log cannot tell (a few)
 };
 
 }  // namespace daksim::explain

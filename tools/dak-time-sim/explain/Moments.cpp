@@ -194,6 +194,8 @@ void Moments::ClockSet(int64_t utc)
     m_target.reset();
     m_targetShown = false;
     m_jump.reset();  // the log says how the clock moved
+    const auto before = ClockNowMs();
+    m_clockBefore = before ? std::optional<int64_t>(*before / 1000) : std::nullopt;
     ClockIs(utc);
 }
 

@@ -40,6 +40,8 @@ public:
     void ClockSetting(int64_t utc);
     // The library set the platform clock to `utc` on this line.
     void ClockSet(int64_t utc);
+    // The clock that setting replaced, as the log told it and time ran on.
+    std::optional<int64_t> ClockBefore() const { return m_clockBefore; }
     // Whether the log's stamps tell elapsed time at all; what they cannot.
     bool Stamps() const { return m_stamps; }
     uint64_t HeldJumps() const { return m_held; }
@@ -58,6 +60,7 @@ private:
     std::optional<int64_t> m_lastWallMs;  // of the last library line
     std::optional<int64_t> m_lastUpMs;
     std::optional<int64_t> m_clock;  // the platform clock at m_clockAtMs
+    std::optional<int64_t> m_clockBefore;
     int64_t m_clockAtMs = 0;
     std::optional<int64_t> m_target;          // the clock the library is setting, UTC seconds
     bool m_targetShown = false;               // the stamps have jumped by that move

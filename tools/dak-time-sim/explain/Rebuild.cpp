@@ -164,6 +164,7 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
     m_applyingSeen = false;
     if (setting.accepted) {
         m_moments.ClockSet(setting.utc);  // before its moment is told: the stamps may jump
+        event.clockBefore = event.clockBefore ? event.clockBefore : m_moments.ClockBefore();
     }
     m_out.Setting(event, Here());
     if (setting.accepted) {
@@ -302,6 +303,7 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         event.reasonsKnown = false;
         m_decidedLine = m_line;
         m_moments.ClockSet(event.setting.utc);
+        event.clockBefore = m_moments.ClockBefore();
         m_out.Setting(event, Here());
         Accepted(event.setting.type);
         m_out.ClockSet(0, event.setting.utc, Here());

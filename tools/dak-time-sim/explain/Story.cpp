@@ -1,7 +1,10 @@
 #include "Story.h"
 
+#include <cstdlib>
+
 #include "TimeText.h"
 #include "Vocabulary.h"
+#include "Wording.h"
 
 namespace daksim::explain {
 
@@ -16,13 +19,42 @@ std::string Time(int64_t utc)
 
 void Story::Say(const At& at, const std::string& text)
 {
-    std::fprintf(m_out, "%8llu  %s  %s\n", static_cast<unsigned long long>(at.line),
-                 MomentText(at.moment).c_str(), text.c_str());
+    if (text == m_last) {
+        ++m_repeats;
+        m_lastLine = at.line;
+        return;
+    }
+    Flush();
+    m_last = text;
+    m_firstLine = at.line;
+    m_lastLine = at.line;
+    const std::string clock = at.moment.clock != 0 ? Time(at.moment.clock) : "unknown";
+    std::fprintf(m_out, "%8llu  %-20s  %16s  %s\n", static_cast<unsigned long long>(at.line),
+                 clock.c_str(), ElapsedText(at.moment.elapsedMs).c_str(), text.c_str());
+}
+
+void Story::Flush()
+{
+    if (m_repeats > 0) {
+        std::fprintf(m_out, "%8s  %-20s  %16s  x%llu, lines %llu-%llu\n", "", "", "",
+                     static_cast<unsigned long long>(m_repeats + 1),
+                     static_cast<unsigned long long>(m_firstLine),
+                     static_cast<unsigned long long>(m_lastLine));
+    }
+    m_repeats = 0;
+    m_last.clear();
 }
 
 void Story::BeginFile(const std::string& name, const At& /*at*/)
 {
+    Flush();
     std::fprintf(m_out, "=== %s\n", name.c_str());
+    std::fprintf(m_out, "%8s  %-20s  %16s  %s\n", "LINE", "CLOCK", "ELAPSED", "WHAT");
+}
+
+void Story::EndFile(const At& /*at*/)
+{
+    Flush();
 }
 
 void Story::StartupRead(const Startup& startup, const At& at)
@@ -63,7 +95,7 @@ void Story::Setting(const SettingEvent& event, const At& at)
                 ")";
     }
     if (setting.accepted && event.clockBefore && setting.utc >= 0) {
-        text += ", clock moved " + std::to_string(setting.utc - *event.clockBefore) + " s";
+        text += ", clock moved " + Move(setting.utc - *event.clockBefore);
     }
     Say(at, text);
 }
@@ -81,7 +113,11 @@ void Story::Sync(const Decisions::Sync& sync, const At& at)
         text += ", hardware " + Time(*sync.rtc);
     }
     if (sync.system && sync.rtc) {
-        text += ", difference " + std::to_string(*sync.system - *sync.rtc) + " s";
+        const int64_t difference = *sync.system - *sync.rtc;
+        text += ", the platform clock " +
+                (difference == 0 ? std::string("in step")
+                                 : Duration(static_cast<uint64_t>(std::llabs(difference))) +
+                                       (difference < 0 ? " behind" : " ahead"));
     }
     Say(at, text + ": " + sync.decision);
 }

@@ -138,6 +138,22 @@ TEST(ExplainMoments, StampsFromTheSetsClockLoseItsMoves)
     EXPECT_EQ(outside[3], 31000U);
 }
 
+TEST(ExplainMoments, TheClockASettingReplaced)
+{
+    // A level-1 log: no reading just before the setting, the clock the log
+    // told last runs on with the stamps.
+    Moments moments;
+    moments.Stamped(ReadStamp("2024-03-05T10:00:00Z a"));
+    moments.ClockIs(k20240305T100000);
+    moments.Stamped(ReadStamp("2024-03-05T10:05:00Z b"));
+    moments.Stamped(ReadStamp("2024-03-05T12:00:00Z c"));
+    moments.ClockSet(k20240305T100000 + 7200);
+    ASSERT_TRUE(moments.ClockBefore());
+    EXPECT_EQ(*moments.ClockBefore(), k20240305T100000 + 300);
+    EXPECT_EQ(moments.Now().elapsedMs, 300000U);
+    EXPECT_EQ(moments.Now().clock, k20240305T100000 + 7200);
+}
+
 TEST(ExplainMoments, NeverBackNorAYearAtOnce)
 {
     // Stamps without a moves the log shows: back, and a year ahead, are held.
