@@ -141,3 +141,29 @@ if(NOT cut_rc EQUAL 3 OR NOT cut_err MATCHES "the log stops after line [0-9]+")
   message(FATAL_ERROR "a gzip cut short: expected exit 3 and where it stopped, got ${cut_rc}:\n"
                       "${cut_err}${cut_out}")
 endif()
+
+# Explains `log` quietly; fails unless it exits 0 and its output and error
+# output match `pattern` exactly `times` times.
+function(ExplainSays what log pattern times)
+  execute_process(COMMAND ${emulator} "${SIM}" explain --quiet "${log}"
+    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  string(REGEX MATCHALL "${pattern}" said "${out}${err}")
+  list(LENGTH said count)
+  if(NOT rc EQUAL 0 OR NOT count EQUAL times)
+    message(FATAL_ERROR "${what}: expected exit 0 and '${pattern}' ${times} times, got exit "
+                        "${rc} and ${count} times:\n${out}${err}")
+  endif()
+endfunction()
+
+# A log without stamps (logcat's brief) says that elapsed time cannot be told.
+execute_process(COMMAND ${emulator} "${RENDER}" --form logcat-brief "${base}.run.jsonl"
+  OUTPUT_FILE "${base}.brief.log")
+ExplainSays("a log without stamps" "${base}.brief.log"
+            "cannot tell: the lines carry no time stamps" 1)
+
+# Stamps of a form it cannot read: said once, with the first such line.
+file(STRINGS "${base}.rfc3164.counted.1.log" syslog)
+list(TRANSFORM syslog REPLACE "^<134>([A-Z][a-z][a-z]) +([0-9]+) " "<134>\\2 \\1 2024 ")
+list(JOIN syslog "\n" odd)
+file(WRITE "${base}.odd.log" "${odd}\n")
+ExplainSays("stamps it cannot read" "${base}.odd.log" "a time stamp of a form explain cannot read" 1)

@@ -42,6 +42,7 @@ struct Options {
     bool summary = false;
     bool quiet = false;
     int64_t jumpSeconds = kDefaultJumpSeconds;
+    std::optional<int64_t> year;  // of stamps without one
     std::vector<std::string> logs;
 };
 
@@ -50,7 +51,8 @@ void Usage(FILE* to)
     std::fputs(
         "usage: dak-time-sim explain [--trace FILE.jsonl] [--timeline FILE.svg]\n"
         "                            [--perfetto FILE.json] [--scenario FILE.scn]\n"
-        "                            [--summary] [--quiet] [--jump SECONDS] LOG...\n"
+        "                            [--summary] [--quiet] [--jump SECONDS] [--year YEAR]\n"
+        "                            LOG...\n"
         "  Reads a set's log (plain or .gz; - for standard input), finds the\n"
         "  library's messages behind any prefix, and prints what the library\n"
         "  decided and the findings, each with its line numbers.\n"
@@ -61,6 +63,8 @@ void Usage(FILE* to)
         "  --summary              one table of logs (sets) by finding\n"
         "  --quiet                no story, only the findings\n"
         "  --jump SECONDS         a clock jump worth a finding (default 60)\n"
+        "  --year YEAR            the year of stamps without one, until the log tells\n"
+        "                         it (the clock the library reads)\n"
         "Exit status: 0 explained; 2 a log could not be read or holds none of the\n"
         "  library's messages, or bad options; 3 explained, but a log ended early\n"
         "  (a compressed file cut short or damaged): the rest of it was not read.\n",
@@ -90,13 +94,21 @@ std::optional<Options> Parse(const std::vector<std::string>& args)
     for (size_t i = 0; i < args.size() && !bad; ++i) {
         const std::string& arg = args[i];
         std::string jump;
+        std::string year;
         if (Value(args, i, "--trace", options.trace, bad) ||
             Value(args, i, "--timeline", options.timeline, bad) ||
             Value(args, i, "--perfetto", options.perfetto, bad) ||
             Value(args, i, "--scenario", options.scenario, bad)) {
             continue;
         }
-        if (Value(args, i, "--jump", jump, bad)) {
+        if (Value(args, i, "--year", year, bad)) {
+            const auto value = ParseInteger(year);
+            if (!bad && (!value || *value < 1970 || *value > 2105)) {
+                std::fprintf(stderr, "dak-time-sim explain: bad --year '%s'\n", year.c_str());
+                bad = true;
+            }
+            options.year = value;
+        } else if (Value(args, i, "--jump", jump, bad)) {
             const auto seconds = ParseInteger(jump);
             if (!bad && (!seconds || *seconds < 0)) {
                 std::fprintf(stderr, "dak-time-sim explain: bad --jump '%s'\n", jump.c_str());
@@ -232,6 +244,7 @@ int Run(const std::vector<std::string>& args)
         out.Add(scenario.get());
     }
     Rebuild rebuild(out);
+    rebuild.YearOfStamps(options.year);
     Summary summary;
 
     bool bad = false;

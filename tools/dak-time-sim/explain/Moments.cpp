@@ -66,7 +66,7 @@ int64_t Moments::Wall(const Stamp& stamp, std::optional<int64_t> targetMs) const
     if (const auto clock = ClockNowMs()) {
         return Nearest(stamp, *clock);
     }
-    return InYear(stamp, m_year.value_or(m_knownYear.value_or(1970)));
+    return InYear(stamp, m_knownYear.value_or(m_year.value_or(1970)));
 }
 
 void Moments::Advance(int64_t fromMs, int64_t deltaMs)

@@ -38,7 +38,7 @@ void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh, bool
             m_out.Sync(sync, Here());
         });
     m_line = line;
-    m_moments.Reset();
+    m_moments.Reset(m_year);
     m_reason.reset();
     m_autoClock.reset();
     m_signals = 0;

@@ -40,6 +40,8 @@ public:
     // The simulator echoed a step that wrote the stored reason.
     void ReasonStep(int reason);
     void EndFile(uint64_t line);
+    // The year of stamps without one, until the log tells it (`--year`).
+    void YearOfStamps(std::optional<int64_t> year) { m_year = year; }
     // The library's messages cut short or run into by other text, passed over.
     uint64_t Damaged() const { return m_damaged; }
 
@@ -76,6 +78,7 @@ private:
     TableReader m_tables;
     bool m_tableDrove = false;  // the last table asked the manager
     uint64_t m_damaged = 0;
+    std::optional<int64_t> m_year;
 };
 
 }  // namespace daksim::explain

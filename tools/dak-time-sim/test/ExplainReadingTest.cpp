@@ -154,6 +154,26 @@ TEST(ExplainMoments, TheClockASettingReplaced)
     EXPECT_EQ(moments.Now().clock, k20240305T100000 + 7200);
 }
 
+TEST(ExplainMoments, TheYearOfStampsWithoutOne)
+{
+    // Across the end of February: a day in 1970 (no year known), two in a
+    // leap year the user gives; the clock the log reads wins over both.
+    auto across = [](std::optional<int64_t> year, std::optional<int64_t> clock) {
+        Moments moments;
+        moments.Reset(year);
+        moments.Stamped(ReadStamp("Feb 28 12:00:00 a"));
+        if (clock) {
+            moments.ClockIs(*clock);
+        }
+        moments.Stamped(ReadStamp("Mar  1 12:00:00 b"));
+        return moments.Now().elapsedMs / 1000 / 3600;
+    };
+    EXPECT_EQ(across(std::nullopt, std::nullopt), 24U);
+    EXPECT_EQ(across(2024, std::nullopt), 48U);
+    EXPECT_EQ(across(std::nullopt, 1709121600), 48U);  // 2024-02-28T12:00:00Z
+    EXPECT_EQ(across(2024, 1677585600), 24U);          // 2023-02-28T12:00:00Z
+}
+
 TEST(ExplainMoments, NeverBackNorAYearAtOnce)
 {
     // Stamps without a moves the log shows: back, and a year ahead, are held.
