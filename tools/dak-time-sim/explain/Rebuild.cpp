@@ -198,6 +198,8 @@ void Rebuild::Accepted(int64_t type)
 
 void Rebuild::Read(const dakhost::LogLine& line)
 {
+    m_copyDue = m_copyArmed;  // only the next message can be the copy
+    m_copyArmed = false;
     m_maxLevel = std::max(m_maxLevel, line.level);
     const std::string& text = line.text;
     const bool print = line.via == dakhost::Via::Print;
@@ -282,9 +284,14 @@ void Rebuild::Manager(const dakhost::LogLine& line)
                 m_clockBefore = utc;
             }
         }
-    } else if (function == "t_SetSystemTime"sv && print && Has(text, "SetSystemClock") &&
+    } else if (function == "t_SetSystemTime"sv &&
+               ((print && Has(text, "SetSystemClock")) ||
+                (m_copyDue && Has(text, "UTC =") && Has(text, "offset ="))) &&
                !Has(text, "failed") && m_decidedLine != m_line) {
-        // Only the level-1 line of the setting: told here, its reasons unknown.
+        // Only the level-1 line of the setting (or its copy, when the line
+        // itself was damaged): told here, its reasons unknown.
+        const bool copy = m_copyDue;
+        m_copyDue = false;
         SettingEvent event;
         const size_t utcAt = text.find("UTC =");
         const std::string_view setting =
@@ -295,6 +302,7 @@ void Rebuild::Manager(const dakhost::LogLine& line)
         const auto utc = NumberAfter(text, "UTC =");
         if (!type || !utc || !Has(text, "offset =")) {
             ++m_damaged;  // cut short or run into by other text: never decided from
+            m_copyArmed = !copy;
             return;
         }
         event.setting.type = *type;

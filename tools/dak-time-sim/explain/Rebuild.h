@@ -78,6 +78,9 @@ private:
     TableReader m_tables;
     bool m_tableDrove = false;  // the last table asked the manager
     uint64_t m_damaged = 0;
+    // A setting's level-1 line was damaged: its copy, the next message, tells it.
+    bool m_copyArmed = false;
+    bool m_copyDue = false;
     std::optional<int64_t> m_year;
 };
 

@@ -2,7 +2,8 @@
 // in the stamp forms of the common loggers and collectors, so that explain
 // can be checked against what really happened:
 //
-//   log-render --form FORM [--clock] [--boots N] [--foreign] [--damage] TRACE.jsonl
+//   log-render --form FORM [--clock] [--boots N] [--foreign] [--damage] [--level N]
+//              TRACE.jsonl
 //
 // FORM: iso (journald short-iso-precise), short, short-precise, short-full,
 // monotonic (journald short-monotonic), kernel, rfc5424, rfc3164,
@@ -14,7 +15,10 @@
 // separator). --foreign puts other programs' lines between the library's;
 // --damage adds what terminals and serial consoles do to a log: CR CR LF
 // line ends, colour and erase sequences, a title sequence, and a library
-// line cut short and run into by another program's line.
+// line cut short and run into by another program's line, extra and in place
+// of the first setting's line of each boot (its copy still tells it).
+// --level N keeps the library's lines of level N and below, as a set that
+// logs less writes them.
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
@@ -39,6 +43,7 @@ struct Options {
     int boots = 1;
     bool foreign = false;
     bool damage = false;
+    int level = 5;
     std::string trace;
 };
 
@@ -147,7 +152,7 @@ bool Journald(const std::string& form)
            form == "monotonic";
 }
 
-std::vector<Record> Read(const std::string& path, bool& ok)
+std::vector<Record> Read(const std::string& path, int level, bool& ok)
 {
     std::vector<Record> records;
     std::ifstream in(path);
@@ -155,7 +160,8 @@ std::vector<Record> Read(const std::string& path, bool& ok)
     std::string text;
     while (std::getline(in, text)) {
         const auto json = nlohmann::json::parse(text, nullptr, false);
-        if (json.is_discarded() || json.value("event", "") != "log") {
+        if (json.is_discarded() || json.value("event", "") != "log" ||
+            json.value("level", 0) > level) {
             continue;
         }
         Record record;
@@ -199,12 +205,14 @@ int main(int argc, char** argv)
             options.foreign = true;
         } else if (arg == "--damage") {
             options.damage = true;
+        } else if (arg == "--level" && i + 1 < argc) {
+            options.level = std::stoi(argv[++i]);
         } else {
             options.trace = arg;
         }
     }
     bool ok = false;
-    const std::vector<Record> records = Read(options.trace, ok);
+    const std::vector<Record> records = Read(options.trace, options.level, ok);
     if (!ok || Line(options.form, 0, 0, 1, "", "").empty()) {
         std::fprintf(stderr, "log-render: cannot read '%s' or unknown form '%s'\n",
                      options.trace.c_str(), options.form.c_str());
@@ -218,6 +226,7 @@ int main(int argc, char** argv)
             std::cout << "-- Boot 5a1c0ffee0000000000000000000000" << boot << " --" << end;
         }
         int64_t lastT = 0;
+        bool settingCut = false;
         for (size_t i = 0; i < records.size(); ++i) {
             const Record& r = records[i];
             lastT = r.t;
@@ -229,6 +238,17 @@ int main(int argc, char** argv)
             }
             if (options.damage && i % 11 == 5) {
                 text = "\x1b]0;tv-set: tvservice\x07" + text;  // a terminal title
+            }
+            const size_t clock = text.find("SetSystemClock");
+            const size_t number = text.find("UTC = ", clock == std::string::npos ? 0 : clock);
+            if (options.damage && !settingCut && clock != std::string::npos &&
+                number != std::string::npos && text.find("offset =") != std::string::npos) {
+                // Cut mid-number, another program's line run into it.
+                settingCut = true;
+                std::cout << Line(options.form, wall, up, r.level, tag, text.substr(0, number + 8))
+                          << Line(options.form, wall, up, 4, "dbus-daemon[301]", "Activated")
+                          << end;
+                continue;
             }
             if (options.foreign && i % 3 == 1) {
                 std::cout << Line(options.form, wall, up, 4, "wpa_supplicant[433]",
