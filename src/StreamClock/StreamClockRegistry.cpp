@@ -35,11 +35,11 @@ void TIStreamClock::Init()
 TIStreamClock* TIStreamClock::Instance(const DAKHandle& handle)
 {
     if (t_pStreamClockMutex == nullptr) {
-        DAK_ASSERT_REPORT("t_pStreamClockMutex != __null", kSourcePath);
+        DAK_ASSERT_REPORT(dak::msg::kAssertRegistryMutex, kSourcePath);
         return nullptr;
     }
     if (t_streamClockMap == nullptr) {
-        DAK_ASSERT_REPORT("t_streamClockMap != __null", kSourcePath);
+        DAK_ASSERT_REPORT(dak::msg::kAssertRegistryMap, kSourcePath);
         return nullptr;
     }
 

@@ -33,13 +33,13 @@ uint32_t Low32(unsigned long value)
 TCStreamClock::TCStreamClock(const DAKHandle& handle) : m_handle(handle)
 {
     if (!m_mutex.Create()) {
-        DAK_PRINT(2, "Mutex create failed.");
+        DAK_LOG(dak::msg::kStreamNoMutex);
     }
     m_Initialize();
 
     TCObjectFactory* pObjectFactory = TCObjectFactory::GetInstance();
     if (pObjectFactory == nullptr) {
-        DAK_ASSERT_REPORT("pObjectFactory", kSourcePath);
+        DAK_ASSERT_REPORT(dak::msg::kAssertObjectFactory, kSourcePath);
         return;
     }
     // reset() deletes the helper itself if it cannot allocate its count.
@@ -71,7 +71,7 @@ bool TCStreamClock::m_GetBaseClock(unsigned long* pBase)
 {
     timespec now{};
     if (dakos::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
-        DAK_PRINT(5, "Error clock_gettime : %d", errno);
+        DAK_LOG(dak::msg::kBaseClockFailed, errno);
         return false;
     }
     *pBase = static_cast<unsigned long>(now.tv_sec);
@@ -86,7 +86,7 @@ unsigned long TCStreamClock::StreamClock(bool* pIsSet)
     }
     unsigned long base = 0;
     if (!m_GetBaseClock(&base)) {
-        DAK_PRINT(5, "TCStreamClockManager::StreamClock, Getting base clock error!");
+        DAK_LOG(dak::msg::kStreamClockNoBase);
         return 0;
     }
     return Low32(base) + m_streamOffset;
@@ -100,7 +100,7 @@ unsigned long TCStreamClock::StreamClockOfSystem(bool* pIsSet)
     }
     unsigned long base = 0;
     if (!m_GetBaseClock(&base)) {
-        DAK_PRINT(5, "TCStreamClockManager::StreamClockOfSystem, Getting base clock error!");
+        DAK_LOG(dak::msg::kSystemStreamClockNoBase);
         return 0;
     }
     return Low32(base) + m_systemOffset;
@@ -109,21 +109,18 @@ unsigned long TCStreamClock::StreamClockOfSystem(bool* pIsSet)
 bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode)
 {
     const TCMutexGuard guard(m_mutex);
-    DAK_PRINT(4, "[TCStreamClock::SetStreamClock] utc %lu, isScan:%d, clockMode:%d", utc, isScan,
-              clockMode);
+    DAK_LOG(dak::msg::kTable, utc, isScan, clockMode);
 
     // One unsigned comparison covers both ends of the range.
     if (utc - kFirstValidUtc > kValidSpan) {
-        DAK_PRINT(4, "TCStreamClockManager::SetStreamClock, Invalid UTC[%lu <%lu  - %lu>]", utc,
-                  kFirstValidUtc - 1, kLastValidUtc + 1);
-        DAK_PRINTF(5, "TCStreamClockManager::SetStreamClock, Invalid UTC[%lu  <%lu  - %lu>]", utc,
-                   kFirstValidUtc - 1, kLastValidUtc + 1);
+        DAK_LOG(dak::msg::kTableInvalid, utc, kFirstValidUtc - 1, kLastValidUtc + 1);
+        DAK_LOG(dak::msg::kTableInvalidShort, utc, kFirstValidUtc - 1, kLastValidUtc + 1);
         return false;
     }
 
     unsigned long base = 0;
     if (!m_GetBaseClock(&base)) {
-        DAK_PRINT(5, "TCStreamClockManager::SetStreamClock, Getting base clock error!");
+        DAK_LOG(dak::msg::kTableNoBase);
         return false;
     }
     const uint32_t offset = Low32(utc) - Low32(base);
@@ -140,10 +137,7 @@ bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode
         pUpdateAgent == nullptr || pUpdateAgent->IsUpdateSystemTime(m_handle);
 
     if (!bUpdateSystemTime || clockMode != m_clockMode) {
-        DAK_PRINT(5,
-                  "TCStreamClockManager::SetStreamClock, clockMode[%d] != m_clockMode[%d] "
-                  "bUpdateSystemTime = %d",
-                  clockMode, m_clockMode, bUpdateSystemTime);
+        DAK_LOG(dak::msg::kTableNotTaken, clockMode, m_clockMode, bUpdateSystemTime);
         return false;
     }
 
@@ -155,10 +149,7 @@ bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode
     if (TCVConfProvider::GetFirstSTTTime() == 0 && !isScan) {
         // The store keeps a signed word; the bits are the UTC seconds.
         TCVConfProvider::SetFirstSTTTime(static_cast<int>(Low32(utc)));
-        DAK_PRINT(4,
-                  "TCStreamClockManager::SetStreamClock, First STT Set-->UTC[%lu], profileId:%d, "
-                  "subId:%d",
-                  utc, m_handle.profileId, m_handle.subId);
+        DAK_LOG(dak::msg::kFirstTable, utc, m_handle.profileId, m_handle.subId);
     }
 
     // Without a product helper (no object factory at construction) nothing
@@ -166,7 +157,7 @@ bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode
     const bool clockAvailable =
         tvClockMode == 0 && m_pProductHelper && m_pProductHelper->IsClockAvailable();
     if (!clockAvailable || m_pSystemTimeManager == nullptr) {
-        DAK_PRINT(5, "Doesn't set Stream Clock manualClock = %d, UTC = %lu", tvClockMode, utc);
+        DAK_LOG(dak::msg::kTableManual, tvClockMode, utc);
         return true;
     }
 
@@ -176,11 +167,10 @@ bool TCStreamClock::SetStreamClock(unsigned long utc, bool isScan, int clockMode
     m_pSystemTimeManager->GetAutoClockType(autoClockType);
     const auto diff = static_cast<int32_t>(Low32(oldTime) - Low32(utc));
     // The set's long is 32 bits: from 2038-01-19 03:14:08 on it prints negative.
-    DAK_PRINT(5, "oldTime [%ld], diff [%d] autoClockType [%d]",
-              static_cast<long>(static_cast<int32_t>(Low32(oldTime))), diff,
-              static_cast<int>(autoClockType));
+    DAK_LOG(dak::msg::kTableSystemBefore, static_cast<long>(static_cast<int32_t>(Low32(oldTime))),
+            diff, static_cast<int>(autoClockType));
     if (diff > kToleratedDiff || diff < -kToleratedDiff || autoClockType != AutoType_stream) {
-        DAK_PRINT(5, "BPTime_set_current_time %lu", utc);
+        DAK_LOG(dak::msg::kTableSets, utc);
         m_pSystemTimeManager->SetSystemTime(utc, SetType_stream,
                                             m_dst.load(std::memory_order_relaxed));
     }
@@ -201,7 +191,7 @@ int TCStreamClock::GetMode()
 
 void TCStreamClock::SetStreamDST(bool bOnOfft, int mode)
 {
-    DAK_PRINT(1, "SetStreamDST  bOnOfft = %d, mode = %d", bOnOfft, mode);
+    DAK_LOG(dak::msg::kStreamDst, bOnOfft, mode);
 
     const TCMutexGuard guard(m_mutex);
     if (TCVConfProvider::GetTvClockMode() != 0 || mode != m_clockMode ||
@@ -217,13 +207,12 @@ void TCStreamClock::SetStreamDST(bool bOnOfft, int mode)
     if (autoClockType == AutoType_stream) {
         TCVConfProvider::SetFlagDST(bOnOfft ? 1 : 0);
     }
-    DAK_PRINTF(1, "SetStreamDST, dst=%d, mode:%d, autoClockType:%d", bOnOfft, m_clockMode,
-               static_cast<int>(autoClockType));
+    DAK_LOG(dak::msg::kStreamDstTaken, bOnOfft, m_clockMode, static_cast<int>(autoClockType));
 }
 
 bool TCStreamClock::StreamDST()
 {
-    DAK_PRINT(4, "Get StreamDST  bOnOfft = %d", m_dst.load(std::memory_order_relaxed));
+    DAK_LOG(dak::msg::kStreamDstRead, m_dst.load(std::memory_order_relaxed));
 
     const TCMutexGuard guard(m_mutex);
     return m_dst.load(std::memory_order_relaxed);
@@ -237,8 +226,7 @@ bool TCStreamClock::SetDVBTimeOffset(unsigned long timeOfchange, int nextTimeOff
     m_timeOfchange = timeOfchange;
     m_nextTimeOffset = nextTimeOffset;
     m_localOffset = localOffset;
-    DAK_PRINT(5, "SetDVBTimeOffset  timeOfchange = %lu, nextTimeOffset = %d, localOffset = %d",
-              timeOfchange, nextTimeOffset, localOffset);
+    DAK_LOG(dak::msg::kDvbOffset, timeOfchange, nextTimeOffset, localOffset);
     return true;
 }
 

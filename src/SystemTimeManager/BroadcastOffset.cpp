@@ -22,14 +22,7 @@ void TCSystemTimeManager::t_SetBroadcastTimeOffset()
     if (agent == nullptr) {
         // Nobody to ask: the offset and m_networkOffsetApplied stay, so the
         // next stream setting asks again.
-        DAK_PRINT(1,
-                  "[TCSystemTimeManager::t_SetBroadcastTimeOffset] no time zone offset agent, "
-                  "curRegionId=%d",
-                  regionId);
-        DAK_PRINTF(1,
-                   "[TCSystemTimeManager::t_SetBroadcastTimeOffset] no time zone offset agent, "
-                   "curRegionId=%d",
-                   regionId);
+        DAK_LOG(dak::msg::kNoOffsetAgent, regionId);
         return;
     }
     const bool ok = agent->GetTimeZoneOffset(regionId, &offset);
@@ -37,12 +30,6 @@ void TCSystemTimeManager::t_SetBroadcastTimeOffset()
         TCVConfProvider::SetTvTimeOffset(offset);
         m_networkOffsetApplied.store(false);
     }
-    DAK_PRINT(4,
-              "[TCSystemTimeManager::t_SetBroadcastTimeOffset] ret:%d,  curRegionId=%d, "
-              "curTimeZoneOffset =%d",
-              ok ? 1 : 0, regionId, offset);
-    DAK_PRINTF(4,
-               "TCSystemTimeManager::t_SetBroadcastTimeOffset]  ret:%d,  curRegionId=%d, "
-               "curTimeZoneOffset =%d",
-               ok ? 1 : 0, regionId, offset);
+    DAK_LOG(dak::msg::kBroadcastOffset, ok ? 1 : 0, regionId, offset);
+    DAK_LOG(dak::msg::kBroadcastOffsetShort, ok ? 1 : 0, regionId, offset);
 }

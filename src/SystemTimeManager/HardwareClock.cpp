@@ -37,42 +37,27 @@ bool TCSystemTimeManager::t_GetRTCTime(unsigned long* utc)
 {
     const int fd = dakos::open(kRtcDevice, O_RDONLY);
     if (fd == -1) {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
-        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] open fail");
+        DAK_LOG(dak::msg::kRtcReadOpenFail);
         return false;
     }
     rtc_time rtcTm{};
     const int ret = dakos::ioctl(fd, RTC_RD_TIME, &rtcTm);
     (void)dakos::close(fd);
     if (ret == -1) {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
-        DAK_PRINTF(1, "[TCSystemTimeManager::t_GetRTCTime] read fail");
+        DAK_LOG(dak::msg::kRtcReadFail);
         return false;
     }
     // Registers that cannot be a time from 1970 to 2105 (a dead battery, a
     // corrupted chip) are a failed read: converted, they would wrap into the
     // valid range and be taken for a time.
     if (!dak::IsRtcReadingValid(rtcTm)) {
-        DAK_PRINT(1,
-                  "[TCSystemTimeManager::t_GetRTCTime] read fail, invalid rtc_tm.tm_year=%d, "
-                  "rtc_tm.tm_mon=%d, rtc_tm.tm_mday=%d, rtc_tm.tm_hour=%d, rtc_tm.tm_min=%d, "
-                  "rtc_tm.tm_sec=%d",
-                  rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday, rtcTm.tm_hour, rtcTm.tm_min,
-                  rtcTm.tm_sec);
-        DAK_PRINTF(1,
-                   "[TCSystemTimeManager::t_GetRTCTime] read fail, invalid rtc_tm.tm_year=%d, "
-                   "rtc_tm.tm_mon=%d, rtc_tm.tm_mday=%d, rtc_tm.tm_hour=%d, rtc_tm.tm_min=%d, "
-                   "rtc_tm.tm_sec=%d",
-                   rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday, rtcTm.tm_hour, rtcTm.tm_min,
-                   rtcTm.tm_sec);
+        DAK_LOG(dak::msg::kRtcReadInvalid, rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday,
+                rtcTm.tm_hour, rtcTm.tm_min, rtcTm.tm_sec);
         return false;
     }
     const unsigned long value = t_ConvertRTCToUTC(rtcTm);
     *utc = value;
-    DAK_PRINT(4,
-              "[TCSystemTimeManager::t_GetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
-              "rtc_tm.tm_mday=%d",
-              value, rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday);
+    DAK_LOG(dak::msg::kRtcRead, value, rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday);
     return true;
 }
 
@@ -81,26 +66,18 @@ bool TCSystemTimeManager::t_SetRTCTime(unsigned long utc)
     const auto utc32 = static_cast<uint32_t>(utc);
     tm date{};
     (void)TCTimeUtility().BinaryToDate(utc32, &date);
-    DAK_PRINT(4,
-              "[TCSystemTimeManager::t_SetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
-              "rtc_tm.tm_mday=%d",
-              static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon, date.tm_mday);
-    DAK_PRINTF(4,
-               "[TCSystemTimeManager::t_SetRTCTime] _time=%lu rtc_tm.tm_year=%d, rtc_tm.tm_mon=%d, "
-               "rtc_tm.tm_mday=%d",
-               static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon, date.tm_mday);
+    DAK_LOG(dak::msg::kRtcWrite, static_cast<unsigned long>(utc32), date.tm_year, date.tm_mon,
+            date.tm_mday);
 
     const int fd = dakos::open(kRtcDevice, O_RDWR);
     if (fd == -1) {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
-        DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] open fail");
+        DAK_LOG(dak::msg::kRtcWriteOpenFail);
         return false;
     }
     const int ret = dakos::ioctl(fd, RTC_SET_TIME, &date);
     (void)dakos::close(fd);
     if (ret == -1) {
-        DAK_PRINT(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");
-        DAK_PRINTF(1, "[TCSystemTimeManager::t_SetRTCTime] set fail");
+        DAK_LOG(dak::msg::kRtcWriteFail);
         return false;
     }
     return true;

@@ -41,13 +41,12 @@ private:
 bool TCSystemTimeManager::Init()
 {
     if (FlagCreate()) {
-        DAK_PRINT(4, "[TCSystemTimeManager::Init] TCSystemTimeManager is already Created");
-        DAK_PRINTF(4, "[TCSystemTimeManager::Init] TCSystemTimeManager is already Created");
+        DAK_LOG(dak::msg::kInitAgain);
         return false;
     }
 
-    DAK_PRINT(5, " thread Create %s", kTaskName);
-    DAK_PROFILE("[TISystemTimeManager::Init] Create");
+    DAK_LOG(dak::msg::kInitTask, kTaskName);
+    DAK_LOG(dak::msg::kProfileInitCreate);
     // A task that cannot be created shows later: SetSystemTime refuses to post.
     (void)Create(kTaskName, kTaskPriority, kTaskStackSize, 0);
     // All or nothing: should anything below fail to allocate, what this call
@@ -57,16 +56,14 @@ bool TCSystemTimeManager::Init()
         t_StopSources(false);
         t_StopTask();
         try {
-            TCDebugPrintDAK::GetInstance()->Print("Init", __LINE__, dak::kModule, 1,
-                                                  "[TCSystemTimeManager::Init] start-up failed, "
-                                                  "undone");
+            DAK_LOG_FROM("Init", dak::msg::kInitUndone);
         } catch (...) {
             // The failure itself goes on to the caller all the same.
         }
     });
 
     if (!m_mutex.FlagCreate() && !m_mutex.Create()) {
-        DAK_PRINT(1, "[TCSystemTimeManager::Init] Mutex create failed.");
+        DAK_LOG(dak::msg::kInitNoMutex);
         return false;
     }
 
@@ -77,7 +74,7 @@ bool TCSystemTimeManager::Init()
 
     bool isMasterPowerOn = false;
     {
-        const TCScopeTrace trace("TCPowerTvProvider::IsMasterPowerOn()");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceInitPower);
         isMasterPowerOn = TCPowerTvProvider::IsMasterPowerOn();
     }
 
@@ -86,66 +83,57 @@ bool TCSystemTimeManager::Init()
     // a hardware clock that may have lost power is not taken for the time.
     const bool hasHelper = static_cast<bool>(m_pProductHelper);
     if (!hasHelper) {
-        DAK_PRINT(1, "[TCSystemTimeManager::Init] no product helper, taken as no backup battery");
+        DAK_LOG(dak::msg::kInitNoHelper);
     }
     auto existBackupBattery = [this, hasHelper]() {
         return hasHelper && m_pProductHelper->ExistBackupBattery();
     };
-    DAK_PRINT(1, "[TCSystemTimeManager::Init , isMasterPowerOn:%d ExistBackupBattery:%d\n",
-              isMasterPowerOn ? 1 : 0, existBackupBattery() ? 1 : 0);
-    DAK_PRINTF(1, "[TCSystemTimeManager::Init] isMasterPowerOn:%d ExistBackupBattery:%d\n",
-               isMasterPowerOn ? 1 : 0, existBackupBattery() ? 1 : 0);
+    DAK_LOG(dak::msg::kInitPower, isMasterPowerOn ? 1 : 0, existBackupBattery() ? 1 : 0);
+    DAK_LOG(dak::msg::kInitPowerShort, isMasterPowerOn ? 1 : 0, existBackupBattery() ? 1 : 0);
 
     if (isMasterPowerOn && !existBackupBattery()) {
         TCVConfProvider::SetTimeSettingReason(Reason_init);
         TCVConfProvider::SetFlagDST(0);
-        DAK_PROFILE("[TISystemTimeManager::Init] SetPossibleUpdateTime, end");
+        DAK_LOG(dak::msg::kProfileInitReason);
     }
 
     unsigned long rtcUtc = 0;
     bool rtcRead = false;
     {
-        const TCScopeTrace trace("t_GetRTCTime");
-        DAK_PROFILE("[TISystemTimeManager::Init] t_GetRTCTime, start");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceInitRtc);
+        DAK_LOG(dak::msg::kProfileInitRtcStart);
         rtcRead = t_GetRTCTime(&rtcUtc);
-        DAK_PROFILE("[TISystemTimeManager::Init] t_GetRTCTime, end");
+        DAK_LOG(dak::msg::kProfileInitRtcEnd);
     }
 
     auto utc = static_cast<uint32_t>(rtcUtc);
     const auto maxUtc = static_cast<uint32_t>(t_ConvertYearToUTC(2100));
     if (rtcRead && utc >= maxUtc) {
-        DAK_PRINTF(4, "InitSystemTime UTC=%lu is over max=%lu", static_cast<unsigned long>(utc),
-                   static_cast<unsigned long>(maxUtc));
-        DAK_PRINT(4, "InitSystemTime UTC=%lu is over max=%lu", static_cast<unsigned long>(utc),
-                  static_cast<unsigned long>(maxUtc));
+        DAK_LOG(dak::msg::kInitRtcOverMax, static_cast<unsigned long>(utc),
+                static_cast<unsigned long>(maxUtc));
         utc = static_cast<uint32_t>(t_ConvertYearToUTC(2001));
     }
 
     const ESystemTimeReason reason = TCVConfProvider::GetTimeSettingReason();
     const ETimeSettingType type = t_GetInitSettingTypeByReason();
 
-    DAK_PRINTF(1, "InitSystemTime \033[1;36m UTC=%lu, %s, %s, %s,   isMasterPowerOn=%d \033[0m",
-               static_cast<unsigned long>(utc), t_ToString(reason), t_ToString(m_autoClockType),
-               t_ToString(type), isMasterPowerOn ? 1 : 0);
-    DAK_PRINT(4, "InitSystemTime \033[1;36m UTC=%lu, %s, %s, %s,   isMasterPowerOn=%d \033[0m",
-              static_cast<unsigned long>(utc), t_ToString(reason), t_ToString(m_autoClockType),
-              t_ToString(type), isMasterPowerOn ? 1 : 0);
+    DAK_LOG(dak::msg::kInitState, static_cast<unsigned long>(utc), t_ToString(reason),
+            t_ToString(m_autoClockType), t_ToString(type), isMasterPowerOn ? 1 : 0);
 
     if (!rtcRead) {
         // Nothing was read, so there is nothing to replay.
-        DAK_PRINT(1, "[TCSystemTimeManager::Init] hardware clock unreadable, no replay");
-        DAK_PRINTF(1, "[TCSystemTimeManager::Init] hardware clock unreadable, no replay");
+        DAK_LOG(dak::msg::kInitRtcUnreadable);
     } else if (t_IsPossibleUpdateTime(type)) {
-        DAK_PROFILE("[TISystemTimeManager::Init] SetSystemTime, start");
+        DAK_LOG(dak::msg::kProfileInitReplayStart);
         (void)SetSystemTime(utc, type, TCVConfProvider::GetFlagDST() != 0);
-        DAK_PROFILE("[TISystemTimeManager::Init] SetSystemTime, end");
+        DAK_LOG(dak::msg::kProfileInitReplayEnd);
     }
 
     if (m_syncAlarm.FlagCreate()) {
         (void)m_syncAlarm.Reset(kSyncPeriodMs, kRepeatForever);
     } else if (!m_syncAlarm.Create(this, static_cast<unsigned short>(EVENT_SYNC_SYSTEM_TIME),
                                    kSyncPeriodMs, -1)) {
-        DAK_PRINT(1, "[TCSystemTimeManager::Init] sync alarm create failed");
+        DAK_LOG(dak::msg::kInitNoAlarm);
     }
 
     if (reason != Reason_stream) {

@@ -15,33 +15,26 @@
 bool TCSystemTimeManager::SetSystemTimeByNetworkTime()
 {
     if (!FlagCreate()) {
-        DAK_PRINT(4,
-                  "[TCSystemTimeManager::SetSystemTimeByNetworkTime] TCSystemTimeManager isn't "
-                  "Created");
+        DAK_LOG(dak::msg::kNetNotCreated);
         return false;
     }
     const int clockMode = TCVConfProvider::GetTvClockMode();
-    DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTimeByNetworkTime] manualClock = %d", clockMode);
+    DAK_LOG(dak::msg::kNetClockMode, clockMode);
     if (clockMode != 0) {
-        DAK_PRINT(4,
-                  "[TCSystemTimeManager::SetSystemTimeByNetworkTime] current clock mode is Manual");
-        DAK_PRINTF(
-            4, "[TCSystemTimeManager::SetSystemTimeByNetworkTime] current clock mode is Manual");
+        DAK_LOG(dak::msg::kNetManual);
         // A later switch to the automatic clock brings the manager back here.
         t_SubscribeTimeModeCallback();
         return false;
     }
     if (m_autoClockType.load() == AutoType_stream) {
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTimeByNetworkTime] StreamTime is already set");
-        DAK_PRINTF(4,
-                   "[TCSystemTimeManager::SetSystemTimeByNetworkTime] StreamTime is already set");
+        DAK_LOG(dak::msg::kNetStreamSet);
         return false;
     }
 
-    DAK_PROFILE("SetSystemTimeByNetworkTime[BEGIN] GetSystemTime");
+    DAK_LOG(dak::msg::kProfileNetReadBegin);
     unsigned long now = 0;
     (void)GetSystemTime(now);  // its log lines record the time at this point
-    DAK_PROFILE("SetSystemTimeByNetworkTime[END] GetSystemTime");
+    DAK_LOG(dak::msg::kProfileNetReadEnd);
 
     if (!t_IsPossibleUpdateTime(SetType_net)) {
         return false;
@@ -54,20 +47,14 @@ bool TCSystemTimeManager::SetSystemTimeByNetworkTime()
 
 bool TCSystemTimeManager::t_SetSystemTimeByNetworkTime()
 {
-    DAK_PROFILE("t_SetSystemTimeByNetworkTime[BEGIN]");
+    DAK_LOG(dak::msg::kProfileNetBegin);
     timeval tv{};
     const int getTimeOfDay = dakos::gettimeofday(&tv);
     const bool networkSet = TCVConfProvider::IsNetworkSet();
     if (getTimeOfDay != 0 || !networkSet) {
-        DAK_PRINTF(1,
-                   "SetSystemTimeByNetworkTime] Failed to set network time!, retVconf:%d, "
-                   "networkTimeStatus:%d, getTimeOfDay:%d",
-                   networkSet ? 1 : 0, 0, getTimeOfDay);
-        DAK_PRINT(4,
-                  "[TCSystemTimeManager::t_SetSystemTimeByNetworkTime]Failed to set network time!, "
-                  "retVconf:%d, networkTimeStatus:%d, getTimeOfDay:%d",
-                  networkSet ? 1 : 0, 0, getTimeOfDay);
-        DAK_PROFILE("t_SetSystemTimeByNetworkTime, fail[END]");
+        DAK_LOG(dak::msg::kNetFailedShort, networkSet ? 1 : 0, 0, getTimeOfDay);
+        DAK_LOG(dak::msg::kNetFailed, networkSet ? 1 : 0, 0, getTimeOfDay);
+        DAK_LOG(dak::msg::kProfileNetFailed);
         return false;
     }
 
@@ -77,22 +64,18 @@ bool TCSystemTimeManager::t_SetSystemTimeByNetworkTime()
     if (!SetSystemTime(seconds, SetType_net, t_GetNetworkDst() != 0)) {
         return false;
     }
-    DAK_PRINT(4,
-              "[TCSystemTimeManager::t_SetSystemTimeByNetworkTime] Sucessfully set  network time "
-              "with time = %lu! ]",
-              static_cast<unsigned long>(seconds));
-    DAK_PRINTF(1, "SetSystemTimeByNetworkTime] Sucessfully set network time with time = %lu! ] ",
-               static_cast<unsigned long>(seconds));
+    DAK_LOG(dak::msg::kNetTaken, static_cast<unsigned long>(seconds));
+    DAK_LOG(dak::msg::kNetTakenShort, static_cast<unsigned long>(seconds));
     t_UnsubscribeTimeModeCallback();
-    DAK_PROFILE("t_SetSystemTimeByNetworkTime, success[END]");
+    DAK_LOG(dak::msg::kProfileNetTaken);
     return true;
 }
 
 void TCSystemTimeManager::t_SetNetworkTimeOffset()
 {
-    DAK_PROFILE("t_SetSystemTimeByNetworkTime[BEGIN] tzset");
+    DAK_LOG(dak::msg::kProfileTzsetBegin);
     tzset();
-    DAK_PROFILE("t_SetSystemTimeByNetworkTime[END] tzset");
+    DAK_LOG(dak::msg::kProfileTzsetEnd);
 
     // `timezone` is seconds west of UTC for standard time; the offset is
     // minutes east, the division truncating toward zero.
@@ -100,10 +83,7 @@ void TCSystemTimeManager::t_SetNetworkTimeOffset()
     TCVConfProvider::SetTvTimeOffset(offset);
     const int dst = t_GetNetworkDst();
     TCVConfProvider::SetFlagDST(dst);
-    DAK_PRINT(4, "[TCSystemTimeManager::t_SetNetworkTimeOffset] networkTimeOffset %d, dst:%d",
-              offset, dst);
-    DAK_PRINTF(1, "[TCSystemTimeManager::t_SetNetworkTimeOffset] networkTimeOffset %d, dst:%d",
-               offset, dst);
+    DAK_LOG(dak::msg::kNetOffset, offset, dst);
     m_networkOffsetApplied.store(true);
 }
 
@@ -112,38 +92,38 @@ int TCSystemTimeManager::t_GetNetworkDst()
     time_t cur = -1;
     tm date{};
     if (dakos::time(&cur) == static_cast<time_t>(-1)) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] time(&cur) returned -1");
-        DAK_PRINTF(1, "GetNetworkDst] time(&cur) returned -1");
+        DAK_LOG(dak::msg::kDstNoTime);
+        DAK_LOG(dak::msg::kDstNoTimeShort);
         return 0;
     }
     if (localtime_r(&cur, &date) == nullptr) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] localtime_r() returned NULL");
-        DAK_PRINTF(1, "GetNetworkDst] localtime_r() returned NULL");
+        DAK_LOG(dak::msg::kDstNoLocal);
+        DAK_LOG(dak::msg::kDstNoLocalShort);
         return 0;
     }
     const time_t local = mktime(&date);
     if (local == static_cast<time_t>(-1)) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] mktime() returned -1");
-        DAK_PRINTF(1, "GetNetworkDst] mktime() returned -1");
+        DAK_LOG(dak::msg::kDstNoMktime);
+        DAK_LOG(dak::msg::kDstNoMktimeShort);
         return 0;
     }
     date = tm{};
     if (gmtime_r(&cur, &date) == nullptr) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] localtime_r() returned NULL");
-        DAK_PRINTF(1, "GetNetworkDst] localtime_r() returned NULL");
+        DAK_LOG(dak::msg::kDstNoLocal);
+        DAK_LOG(dak::msg::kDstNoLocalShort);
         return 0;
     }
     // The UTC fields read as local standard time: `local - utcAsLocal` is the
     // standard offset, and mktime leaves the offset in force in tm_gmtoff.
     const time_t utcAsLocal = mktime(&date);
     if (utcAsLocal == static_cast<time_t>(-1)) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetNetworkDst] mktime() returned -1");
-        DAK_PRINTF(1, "GetNetworkDst] mktime() returned -1");
+        DAK_LOG(dak::msg::kDstNoMktime);
+        DAK_LOG(dak::msg::kDstNoMktimeShort);
         return 0;
     }
     const int64_t standardOffset = static_cast<int64_t>(local) - static_cast<int64_t>(utcAsLocal);
     const auto result =
         static_cast<int>((static_cast<int64_t>(date.tm_gmtoff) - standardOffset) / 3600);
-    DAK_PRINT(4, "[TCSystemTimeManager::GetNetworkDst] result:%d", result);
+    DAK_LOG(dak::msg::kDst, result);
     return result;
 }

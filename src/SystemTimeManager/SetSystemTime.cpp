@@ -26,23 +26,21 @@ static_assert(offsetof(TSTimeUpdatedParam, all) == 8, "the -1 field starts at by
 bool TCSystemTimeManager::SetSystemTime(unsigned long utc, ETimeSettingType type, bool dst)
 {
     if (!FlagCreate()) {
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] TCSystemTimeManager isn't Created");
+        DAK_LOG(dak::msg::kSetNotCreated);
         return false;
     }
     // Compared at the caller's full width: a time of 2^32 or more (64-bit
     // callers only) is over the range, never its low 32 bits.
     const unsigned long maxUtc = t_ConvertYearToUTC(2100);
     if (utc >= maxUtc) {
-        DAK_PRINTF(4, "SetSystemTime UTC %lu is over the range", utc);
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is over the range %lu", utc,
-                  maxUtc);
+        DAK_LOG(dak::msg::kSetOverRangeShort, utc);
+        DAK_LOG(dak::msg::kSetOverRange, utc, maxUtc);
         return false;
     }
     const unsigned long minUtc = t_ConvertYearToUTC(2001);
     if (utc < minUtc) {
-        DAK_PRINTF(4, "SetSystemTime UTC %lu is less than range", utc);
-        DAK_PRINT(4, "[TCSystemTimeManager::SetSystemTime] UTC %lu is less than range %lu", utc,
-                  minUtc);
+        DAK_LOG(dak::msg::kSetUnderRangeShort, utc);
+        DAK_LOG(dak::msg::kSetUnderRange, utc, minUtc);
         return false;
     }
     // The request carries the type on 16 bits and the task applies it read
@@ -52,12 +50,7 @@ bool TCSystemTimeManager::SetSystemTime(unsigned long utc, ETimeSettingType type
     const ETimeSettingType applied = dak::AppliedSettingType(type);
     if (applied == SetType_manual && TCVConfProvider::GetTvClockMode() == 0 &&
         !t_IsPossibleUpdateTime(SetType_manual)) {
-        DAK_PRINT(4,
-                  "[TCSystemTimeManager::SetSystemTime]  not possible to set manual time on "
-                  "auto type");
-        DAK_PRINTF(4,
-                   "[TCSystemTimeManager::SetSystemTime]  not possible to set manual time on "
-                   "auto type");
+        DAK_LOG(dak::msg::kSetManualRefused);
         return false;
     }
 
@@ -74,17 +67,15 @@ bool TCSystemTimeManager::SetSystemTime(unsigned long utc, ETimeSettingType type
 
 bool TCSystemTimeManager::GetSystemTime(unsigned long& utc)
 {
-    DAK_PRINT(5, "[TCSystemTimeManager::GetSystemTime]  UTC!");
+    DAK_LOG(dak::msg::kClockReading);
     unsigned long now = 0;
     const int ret = BPTime_get_current_time(&now);
     if (ret != 0) {
-        DAK_PRINT(1, "[TCSystemTimeManager::GetSystemTime]  UTC! failed, ret=%d", ret);
-        DAK_PRINTF(1, "[TCSystemTimeManager::GetSystemTime]  UTC! failed, ret=%d", ret);
+        DAK_LOG(dak::msg::kClockReadFailed, ret);
         return false;
     }
     const unsigned long value = static_cast<uint32_t>(now);
-    DAK_PRINT(4, "[TCSystemTimeManager::GetSystemTime]  UTC = %lu", value);
-    DAK_PRINTF(4, "[TCSystemTimeManager::GetSystemTime]  UTC = %lu", value);
+    DAK_LOG(dak::msg::kClockRead, value);
     utc = value;
     return true;
 }
@@ -99,77 +90,66 @@ void TCSystemTimeManager::t_SetSystemTime(uint32_t utc, ETimeSettingType type, b
 {
     // The reason stands even if the clock refuses the time below.
     t_SetPossibleUpdateTime(type);
-    DAK_PRINT(4, "[TCSystemTimeManager::t_SetSystemTime] UTC = %lu,  %s",
-              static_cast<unsigned long>(utc), t_ToString(type));
+    DAK_LOG(dak::msg::kApplying, static_cast<unsigned long>(utc), t_ToString(type));
 
     {
-        const TCScopeTrace trace("BPTime_set_current_time");
-        DAK_PROFILE("SetSystemTime[BEGIN] GetSystemTime for prevUTC");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceReadClock);
+        DAK_LOG(dak::msg::kProfilePreviousBegin);
         unsigned long prevUtc = 0;
         (void)GetSystemTime(prevUtc);  // its log lines record the time before
-        DAK_PROFILE("SetSystemTime[END] GetSystemTime for prevUTC");
+        DAK_LOG(dak::msg::kProfilePreviousEnd);
     }
 
     {
-        const TCScopeTrace trace("BPTime_set_current_time: UPC[%lu]",
-                                 static_cast<unsigned long>(utc));
-        DAK_PROFILE("SetSystemTime[BEGIN] BPTime_set_current_time");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceSetClock, static_cast<unsigned long>(utc));
+        DAK_LOG(dak::msg::kProfileSetClockBegin);
         const int ret = BPTime_set_current_time(utc);
-        DAK_PROFILE("SetSystemTime[END] BPTime_set_current_time");
+        DAK_LOG(dak::msg::kProfileSetClockEnd);
         if (ret != 0) {
-            DAK_PRINT(1,
-                      "[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock UTC!failed, ret=%d",
-                      ret);
-            DAK_PRINTF(1,
-                       "[[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock UTC!failed, ret=%d",
-                       ret);
+            DAK_LOG(dak::msg::kClockRefused, ret);
+            DAK_LOG(dak::msg::kClockRefusedShort, ret);
             return;
         }
     }
 
     // The hardware clock already holds a sync's or start-up's time.
     if (type != SetType_sync && type != SetType_init) {
-        const TCScopeTrace trace("t_SetRTCTime: UPC[%lu]", static_cast<unsigned long>(utc));
-        DAK_PROFILE("SetSystemTime[BEGIN] t_SetRTCTime");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceSetRtc, static_cast<unsigned long>(utc));
+        DAK_LOG(dak::msg::kProfileSetRtcBegin);
         (void)t_SetRTCTime(utc);
-        DAK_PROFILE("SetSystemTime[END] t_SetRTCTime");
+        DAK_LOG(dak::msg::kProfileSetRtcEnd);
     }
 
     t_FollowNewSource(type, dst);
     TCVConfProvider::SetAutoClockType(m_autoClockType.load());
 
-    DAK_PRINT(1,
-              "[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock \033[1;36m UTC = %lu, %s, "
-              "offset =%d\033[0m",
-              static_cast<unsigned long>(utc), t_ToString(type),
-              TCVConfProvider::GetTvTimeOffset());
-    DAK_PRINTF(1, "t_SetSystemTime \033[1;36m UTC = %lu, %s, offset =%d\033[0m",
-               static_cast<unsigned long>(utc), t_ToString(type),
-               TCVConfProvider::GetTvTimeOffset());
+    DAK_LOG(dak::msg::kApplied, static_cast<unsigned long>(utc), t_ToString(type),
+            TCVConfProvider::GetTvTimeOffset());
+    DAK_LOG(dak::msg::kAppliedShort, static_cast<unsigned long>(utc), t_ToString(type),
+            TCVConfProvider::GetTvTimeOffset());
 
     TIEventManager* pEventMgr = TIEventManager::Instance();
     if (pEventMgr == nullptr) {
-        DAK_PRINT(4, "TCSystemTimeManager::%s send SIGNAL_BP_TIME_UPDATED, pEventMgr is NULL!!!",
-                  "t_SetSystemTime");
+        DAK_LOG(dak::msg::kNoEventManager, "t_SetSystemTime");
         return;
     }
-    DAK_PROFILE("SetSystemTime[BEGIN] SIGNAL_SYSTEM_TIME_UPDATED");
+    DAK_LOG(dak::msg::kProfileSignalBegin);
     TSTimeUpdatedParam param{};
     param.type = static_cast<uint16_t>(type);
     param.all = -1;
     (void)pEventMgr->SendSignal(SIGNAL_SYSTEM_TIME_UPDATED, &param, 0);
-    DAK_PROFILE("SetSystemTime[END] SIGNAL_SYSTEM_TIME_UPDATED");
+    DAK_LOG(dak::msg::kProfileSignalEnd);
 }
 
 void TCSystemTimeManager::t_FollowNewSource(ETimeSettingType type, bool dst)
 {
     switch (type) {
         case SetType_stream: {
-            const TCScopeTrace trace("t_UnsubscribeNetworkTimeCallback");
+            DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsNetwork);
             t_UnsubscribeNetworkTimeCallback();
         }
             {
-                const TCScopeTrace trace("t_UnsubscribeTimeModeCallback");
+                DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsTimeMode);
                 t_UnsubscribeTimeModeCallback();
             }
             m_autoClockType.store(AutoType_stream);
@@ -184,7 +164,7 @@ void TCSystemTimeManager::t_FollowNewSource(ETimeSettingType type, bool dst)
             m_autoClockType.store(AutoType_net);
             m_networkOffsetApplied.store(true);
             {
-                const TCScopeTrace trace("t_SubscribeTimeModeCallback by Network");
+                DAK_SCOPE_TRACE(trace, dak::msg::kTraceNetworkWatchesTimeMode);
                 t_SubscribeTimeModeCallback();
             }
             break;
@@ -192,7 +172,7 @@ void TCSystemTimeManager::t_FollowNewSource(ETimeSettingType type, bool dst)
             break;
         default: {
             m_autoClockType.store(AutoType_max);
-            const TCScopeTrace trace("t_SubscribeTimeModeCallback by sync");
+            DAK_SCOPE_TRACE(trace, dak::msg::kTraceOtherWatchesTimeMode);
             t_SubscribeTimeModeCallback();
             break;
         }

@@ -58,8 +58,7 @@ void TCSystemTimeManager::t_SubscribeTimeModeCallback()
         return;
     }
     SubscribeOnce(m_timeModeSubscribed, E_VCONF_TIME_MODE, this);
-    DAK_PRINT(4, "Register TimeMode Callback");
-    DAK_PRINTF(4, "Register TimeMode Callback");
+    DAK_LOG(dak::msg::kTimeModeSubscribed);
 }
 
 void TCSystemTimeManager::t_UnsubscribeTimeModeCallback()
@@ -75,8 +74,7 @@ void TCSystemTimeManager::t_SubscribePresentationTimeCallback()
         return;
     }
     SubscribeOnce(m_presentationTimeSubscribed, E_VCONF_PRESENTATION_TIME, this);
-    DAK_PRINT(4, "Register Presentation Time Callback");
-    DAK_PRINTF(4, "Register Presentation Time Callback");
+    DAK_LOG(dak::msg::kPresentationSubscribed);
 }
 
 void TCSystemTimeManager::t_UnsubscribePresentationTimeCallback()
@@ -113,17 +111,13 @@ void TCSystemTimeManager::OnVConfCallback(EVConfParam param, void* /*data*/)
         case E_VCONF_TIME_MODE: {
             payload[0] = static_cast<uint8_t>(param);
             const bool sent = PostToSelf(EVENT_VCONF_CHANGED, payload);
-            DAK_PRINT(4, "[TCSystemTimeManager::OnVConfCallback] received type:%d, Send ret=%d",
-                      static_cast<int>(param), sent ? 1 : 0);
+            DAK_LOG(dak::msg::kSettingChanged, static_cast<int>(param), sent ? 1 : 0);
             break;
         }
         case E_VCONF_PRESENTATION_TIME: {
             payload[0] = static_cast<uint8_t>(param);
             const bool sent = PostToSelf(EVENT_PRESENTATION_TIME_CHANGED, payload);
-            DAK_PRINT(4,
-                      "[TCSystemTimeManager::OnVConfCallback] PRESENTATION_TIME is set, received "
-                      "type:%d, Send ret=%d",
-                      static_cast<int>(param), sent ? 1 : 0);
+            DAK_LOG(dak::msg::kPresentationChanged, static_cast<int>(param), sent ? 1 : 0);
             break;
         }
         default:

@@ -19,17 +19,9 @@ bool TCSystemTimeManager::t_SyncSystemTime()
 
     if (DAK_LOG_ON(4)) {
         const ESystemTimeReason reason = TCVConfProvider::GetTimeSettingReason();
-        DAK_PRINTF(
-            4,
-            "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
-            "dst=%d\033[0m",
-            systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
-            TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
-        DAK_PRINT(4,
-                  "SyncSystemTime UTC=%lu, \033[1;36m %s\033[0m, ret=%d, \033[1;36m %s, offset=%d, "
-                  "dst=%d\033[0m",
-                  systemUtc, t_ToString(reason), ret ? 1 : 0, t_ToString(m_autoClockType.load()),
-                  TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+        DAK_LOG(dak::msg::kSyncState, systemUtc, t_ToString(reason), ret ? 1 : 0,
+                t_ToString(m_autoClockType.load()), TCVConfProvider::GetTvTimeOffset(),
+                TCVConfProvider::GetFlagDST());
     }
     if (!ret) {
         return false;
@@ -52,12 +44,8 @@ bool TCSystemTimeManager::t_SyncSystemTime()
     const auto diff = static_cast<int32_t>(system32 - rtcUtc);
     const uint32_t magnitude =
         diff < 0 ? 0U - static_cast<uint32_t>(diff) : static_cast<uint32_t>(diff);
-    DAK_PRINT(4, "[TCSystemTimeManager::t_SyncSystemTime] UTC=%lu, rtcTime=%lu, sub=%lu",
-              static_cast<unsigned long>(system32), static_cast<unsigned long>(rtcUtc),
-              static_cast<unsigned long>(magnitude));
-    DAK_PRINTF(4, "[TCSystemTimeManager::t_SyncSystemTime] UTC=%lu, rtcTime=%lu, sub=%lu",
-               static_cast<unsigned long>(system32), static_cast<unsigned long>(rtcUtc),
-               static_cast<unsigned long>(magnitude));
+    DAK_LOG(dak::msg::kSyncClocks, static_cast<unsigned long>(system32),
+            static_cast<unsigned long>(rtcUtc), static_cast<unsigned long>(magnitude));
     if (static_cast<int32_t>(magnitude) <= 1) {
         return true;
     }
@@ -66,11 +54,10 @@ bool TCSystemTimeManager::t_SyncSystemTime()
     if (TCFactoryProvider().GetOption(TCFactoryProvider::E_OPTION_RTC_DIRECTION, &option) &&
         option == kRtcFollowsSystemClock) {
         t_SetPossibleUpdateTime(SetType_sync);
-        const TCScopeTrace trace("t_SyncSystemTime: UTC[%lu]",
-                                 static_cast<unsigned long>(system32));
-        DAK_PROFILE("t_SyncSystemTime[BEGIN] t_SetRTCTime");
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceSyncRtc, static_cast<unsigned long>(system32));
+        DAK_LOG(dak::msg::kProfileSyncRtcBegin);
         (void)t_SetRTCTime(system32);
-        DAK_PROFILE("t_SyncSystemTime[END] t_SetRTCTime");
+        DAK_LOG(dak::msg::kProfileSyncRtcEnd);
         return true;
     }
 
@@ -82,6 +69,6 @@ bool TCSystemTimeManager::t_SyncSystemTime()
 void TCSystemTimeManager::SetSystemTimeByReleaseTime()
 {
     const int offsetValue = TCVConfProvider::GetTvTimeOffset();
-    DAK_PRINTF(1, "SetSystemTimeByReleaseTime, after factory reset, offsetValue:%d", offsetValue);
-    DAK_PRINT(1, "SetSystemTimeByReleaseTime after factory reset, offsetValue:%d", offsetValue);
+    DAK_LOG(dak::msg::kReleaseTimeShort, offsetValue);
+    DAK_LOG(dak::msg::kReleaseTime, offsetValue);
 }

@@ -40,9 +40,8 @@ TCSystemTimeManager::TCSystemTimeManager()
     if (pObjectFactory == nullptr) {
         // Reported with the line the set's build reports, wherever the check
         // stands in this file.
-        _TCAssert("pObjectFactory", "src/SystemTimeManager", 85);
-        std::printf("ASSERT!, Func:%s\n", "TCSystemTimeManager");
-        std::fflush(stdout);
+        DAK_ASSERT_REPORT_AS(dak::msg::kAssertObjectFactory, "src/SystemTimeManager", 85,
+                             "TCSystemTimeManager");
         return;
     }
     // reset() deletes the helper itself should the shared count not be made.
@@ -54,7 +53,7 @@ TCSystemTimeManager::~TCSystemTimeManager()
     t_StopSources(true);
     if (m_mutex.FlagCreate()) {
         try {
-            DAK_PRINT(4, "[TCSystemTimeManager::~TCSystemTimeManager] thread destroy\n");
+            DAK_LOG(dak::msg::kDestroy);
         } catch (...) {
             // A lost line; the stop goes on.
         }
@@ -94,8 +93,7 @@ void TCSystemTimeManager::t_StopTask() noexcept
 void TCSystemTimeManager::t_ReportStepFailed() noexcept
 {
     try {
-        DAK_PRINT(1, "[TCSystemTimeManager::%s] a step failed and was passed over",
-                  "~TCSystemTimeManager");
+        DAK_LOG(dak::msg::kStepFailed, "~TCSystemTimeManager");
     } catch (...) {
         // Not even the line could be made; the stop goes on regardless.
     }
@@ -111,12 +109,12 @@ bool TCSystemTimeManager::t_OnEvent(const TSEvent* event)
     }
     switch (event->eventId) {
         case EVENT_VCONF_CHANGED:
-            DAK_PRINT(5, "[TCSystemTimeManager::t_OnEvent] vconf callback becase of [%s]",
-                      event->payload[0] == E_VCONF_NETWORK_TIME ? "NETWORKTIME_SET" : "CLOCK_SET");
+            DAK_LOG(dak::msg::kEventSettingChanged,
+                    event->payload[0] == E_VCONF_NETWORK_TIME ? "NETWORKTIME_SET" : "CLOCK_SET");
             (void)SetSystemTimeByNetworkTime();
             break;
         case EVENT_SET_SYSTEM_TIME: {
-            DAK_PRINT(5, "[TCSystemTimeManager::t_OnEvent] try to set system time\n");
+            DAK_LOG(dak::msg::kEventSet);
             uint32_t utc = 0;
             int16_t type = 0;
             uint16_t dst = 0;
@@ -127,9 +125,7 @@ bool TCSystemTimeManager::t_OnEvent(const TSEvent* event)
             break;
         }
         case EVENT_SYNC_SYSTEM_TIME:
-            DAK_PRINT(5,
-                      "[TCSystemTimeManager::t_OnEvent] try to sync system time with micom "
-                      "time\n");
+            DAK_LOG(dak::msg::kEventSync);
             (void)t_SyncSystemTime();
             break;
         default:

@@ -10,10 +10,7 @@ bool TCSystemTimeManager::t_IsPossibleUpdateTime(ETimeSettingType type)
 {
     const ESystemTimeReason stored = TCVConfProvider::GetTimeSettingReason();
     const bool result = dak::IsUpdatePermitted(stored, type);
-    DAK_PRINT(4, "[TCSystemTimeManager::t_IsPossibleUpdateTime]  %s, result=%d", t_ToString(stored),
-              result ? 1 : 0);
-    DAK_PRINTF(4, "[TCSystemTimeManager::t_IsPossibleUpdateTime]  %s, result=%d",
-               t_ToString(stored), result ? 1 : 0);
+    DAK_LOG(dak::msg::kPermitted, t_ToString(stored), result ? 1 : 0);
     return result;
 }
 
@@ -29,9 +26,6 @@ ETimeSettingType TCSystemTimeManager::t_GetInitSettingTypeByReason()
 {
     const ESystemTimeReason stored = TCVConfProvider::GetTimeSettingReason();
     const ETimeSettingType result = dak::InitSettingTypeFor(stored);
-    DAK_PRINTF(4, "[TCSystemTimeManager::t_GetSettingTypeByReason]  %s, result=%s",
-               t_ToString(stored), t_ToString(result));
-    DAK_PRINT(4, "[TCSystemTimeManager::t_GetSettingTypeByReason]  %s, result=%s",
-              t_ToString(stored), t_ToString(result));
+    DAK_LOG(dak::msg::kInitType, t_ToString(stored), t_ToString(result));
     return result;
 }
