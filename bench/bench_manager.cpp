@@ -141,11 +141,12 @@ void BM_SetSystemTimePostToApplied(benchmark::State& state)
 }
 BENCHMARK(BM_SetSystemTimePostToApplied)->Arg(0)->Arg(5)->UseRealTime();
 
-// A message as the library writes it, with a settings read as argument.
+// A message of the library's catalogue as it writes it (one output, level
+// 4), with settings reads as arguments.
 void LogOneLine()
 {
-    DAK_PRINT(4, "[TCSystemTimeManager::t_SyncSystemTime] offset=%d, dst=%d",
-              TCVConfProvider::GetTvTimeOffset(), TCVConfProvider::GetFlagDST());
+    DAK_LOG(dak::msg::kBroadcastOffset, 1, TCVConfProvider::GetTvTimeOffset(),
+            TCVConfProvider::GetFlagDST());
 }
 
 void BM_LogLine(benchmark::State& state)

@@ -9,7 +9,6 @@
 #include "TCDebugPrint.h"
 
 namespace dak {
-constexpr int kModule = 18;
 constexpr int kProfilingCategory = 666;
 
 // The platform's logger when a message of `level` is to be written, else

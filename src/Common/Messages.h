@@ -10,6 +10,9 @@
 
 namespace dak {
 
+// The library's module number, on each of its lines.
+constexpr int kModule = 18;
+
 // The outputs of the platform's logger.
 enum class LogOutput : unsigned char { Print, PrintF, Profiling, Trace, Assert, Stdout };
 
@@ -388,16 +391,25 @@ constexpr bool SameText(const char* a, const char* b)
     return *a == *b;
 }
 
-// The entry of `text`, found while compiling: a text outside the catalogue
-// does not compile.
-constexpr const LogMessage& MessageOf(const char* text)
+// The catalogue's index of `text`, found while compiling: a text outside the
+// catalogue does not compile.
+constexpr unsigned MessageIndex(const char* text)
 {
+    unsigned index = 0;
     for (const LogMessage& message : kMessages) {
         if (SameText(message.text, text)) {
-            return message;
+            return index;
         }
+        ++index;
     }
     throw "the text is not in the catalogue";  // only ever evaluated at compile time
 }
+
+constexpr const LogMessage& MessageOf(const char* text)
+{
+    return kMessages[MessageIndex(text)];
+}
+
+constexpr unsigned kMessageCount = sizeof kMessages / sizeof kMessages[0];
 
 }  // namespace dak

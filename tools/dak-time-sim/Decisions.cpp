@@ -2,19 +2,16 @@
 
 #include <utility>
 
-#include "LogFields.h"
+#include "LibraryMessages.h"
+#include "TimeSettingTypes.h"
 #include "Vocabulary.h"
 
 namespace daksim {
 
-using namespace std::string_view_literals;
+namespace msg = dak::msg;
 
 namespace {
-
 constexpr int kRtcFollowsSystemClock = 4;  // factory option 24
-constexpr int64_t kSetTypeNet = 2;
-constexpr int64_t kSetTypeSync = 5;
-
 }  // namespace
 
 Decisions::Decisions(std::function<void(const Setting&)> onSetting,
@@ -83,13 +80,14 @@ void Decisions::Line(const dakhost::LogLine& line)
     if (line.via != dakhost::Via::Print) {
         return;
     }
+    const LibraryMessage known = Identify(line.function, line.text);
     const std::lock_guard<std::mutex> lock(m_lock);
     // A task's handler may run on the caller's thread (the fixed scheduling
     // rule): what counts is whose turn it is.
-    Read(line, !dakhost::InTaskTurn());
+    Read(known, !dakhost::InTaskTurn());
 }
 
-void Decisions::LineRead(const dakhost::LogLine& line)
+void Decisions::LineRead(const dakhost::LogLine& line, const LibraryMessage& known)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_fromLog = true;
@@ -98,15 +96,24 @@ void Decisions::LineRead(const dakhost::LogLine& line)
     if (m_syncPending && (line.via == dakhost::Via::Print || line.via == dakhost::Via::Profiling)) {
         Sync sync = *m_syncPending;
         m_syncPending.reset();
-        const bool rtcNext = line.function == "t_SetRTCTime"sv ||
-                             Has(line.text, "t_SyncSystemTime[BEGIN] t_SetRTCTime");
+        bool rtcNext = false;
+        switch (known.id) {
+            case Id(msg::kRtcWrite):
+            case Id(msg::kRtcWriteOpenFail):
+            case Id(msg::kRtcWriteFail):
+            case Id(msg::kProfileSyncRtcBegin):
+                rtcNext = true;
+                break;
+            default:
+                break;
+        }
         sync.decision = rtcNext ? "hardware clock set from the platform clock"
                                 : "platform clock set from the hardware clock";
         EndSync(sync);
         byTask = true;
     }
     if (line.via == dakhost::Via::Print) {
-        Read(line, !byTask);
+        Read(known, !byTask);
     }
 }
 
@@ -121,91 +128,115 @@ void Decisions::EndOfLog()
     }
 }
 
-void Decisions::Read(const dakhost::LogLine& line, bool onCallThread)
+void Decisions::Read(const LibraryMessage& known, bool onCallThread)
 {
-    const std::string& text = line.text;
-    const std::string& function = line.function;
-
-    if (function == "SetSystemTime"sv) {
-        if (Has(text, "is over the range")) {
-            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "beyond 2100", onCallThread);
-        } else if (Has(text, "is less than range")) {
-            Refused(Asked(onCallThread), NumberAfter(text, "UTC"), "before 2001", onCallThread);
-        } else if (Has(text, "not possible to set manual time")) {
+    switch (known.id) {
+        case Id(msg::kSetOverRange):
+            Refused(Asked(onCallThread), known.Number(0), "beyond 2100", onCallThread);
+            break;
+        case Id(msg::kSetUnderRange):
+            Refused(Asked(onCallThread), known.Number(0), "before 2001", onCallThread);
+            break;
+        case Id(msg::kSetManualRefused):
             Refused(Asked(onCallThread), std::nullopt, "manual time while the clock is automatic",
                     onCallThread);
-        } else if (Has(text, "isn't Created")) {
+            break;
+        case Id(msg::kSetNotCreated):
             Refused(Asked(onCallThread), std::nullopt, "manager not initialised", onCallThread);
-        }
-    } else if (function == "SetSystemTimeByNetworkTime"sv) {
+            break;
         // Network time, whether a client or the task asks for it.
-        if (Has(text, "current clock mode is Manual")) {
-            Refused(kSetTypeNet, std::nullopt, "clock is manual", onCallThread);
-        } else if (Has(text, "StreamTime is already set")) {
-            Refused(kSetTypeNet, std::nullopt, "the stream is the automatic source", onCallThread);
-        } else if (Has(text, "isn't Created")) {
-            Refused(kSetTypeNet, std::nullopt, "manager not initialised", onCallThread);
-        }
-    } else if (function == "t_SetSystemTimeByNetworkTime"sv &&
-               Has(text, "Failed to set network time")) {
-        Refused(kSetTypeNet, std::nullopt, "no network time", onCallThread);
-    } else if (function == "t_GetInitSettingTypeByReason"sv ||
-               function == "t_GetSettingTypeByReason"sv) {
-        if (const auto type = ParseSetType(WordAfter(text, "result="))) {
-            m_callType = type;
-        }
-    } else if (function == "t_SetSystemTime"sv) {
-        if (Has(text, "t_SetSystemTime] UTC =")) {
+        case Id(msg::kNetManual):
+            Refused(SetType_net, std::nullopt, "clock is manual", onCallThread);
+            break;
+        case Id(msg::kNetStreamSet):
+            Refused(SetType_net, std::nullopt, "the stream is the automatic source", onCallThread);
+            break;
+        case Id(msg::kNetNotCreated):
+            Refused(SetType_net, std::nullopt, "manager not initialised", onCallThread);
+            break;
+        case Id(msg::kNetFailed):
+            Refused(SetType_net, std::nullopt, "no network time", onCallThread);
+            break;
+        case Id(msg::kInitType):  // "%s, result=%s": the stored reason, the replay's type
+            if (const auto type = ParseSetType(known.Word(1))) {
+                m_callType = type;
+            }
+            break;
+        case Id(msg::kApplying): {  // "UTC = %lu,  %s"
             Setting setting;
-            setting.utc = NumberAfter(text, "UTC =").value_or(-1);
-            setting.type = ParseSetType(WordAfter(text, ",")).value_or(-1);
+            setting.utc = known.Number(0).value_or(-1);
+            setting.type = ParseSetType(known.Word(1)).value_or(-1);
             setting.accepted = true;
             setting.reasonBefore = m_reasonBefore;
             m_applying = setting;
-        } else if (m_applying && Has(text, "SetSystemClock UTC!failed")) {
-            m_applying->accepted = false;
-            m_applying->why = "platform clock refused, ret=" +
-                              std::to_string(NumberAfter(text, "ret=").value_or(0));
-            m_applying->reasonAfter = m_reason;
-            m_onSetting(*m_applying);
-            m_applying.reset();
-        } else if (m_applying && Has(text, "SetSystemClock")) {
-            m_applying->reasonAfter = m_reason;
-            m_onSetting(*m_applying);
-            m_applying.reset();
+            break;
         }
-    } else if (function == "t_SyncSystemTime"sv) {
-        if (Has(text, "SyncSystemTime UTC=")) {
+        case Id(msg::kClockRefused):  // "ret=%d"
+            if (m_applying) {
+                m_applying->accepted = false;
+                m_applying->clockResult = static_cast<int>(known.Number(0).value_or(0));
+                m_applying->why =
+                    "platform clock refused, ret=" + std::to_string(m_applying->clockResult);
+                m_applying->reasonAfter = m_reason;
+                m_onSetting(*m_applying);
+                m_applying.reset();
+            }
+            break;
+        case Id(msg::kApplied):
+            if (m_applying) {
+                m_applying->reasonAfter = m_reason;
+                m_onSetting(*m_applying);
+                m_applying.reset();
+            }
+            break;
+        case Id(msg::kSyncState):  // "UTC=%lu, %s, ret=%d, ...": the platform clock read
             m_inSync = true;
-            m_taskType = kSetTypeSync;
-            m_syncSystem = NumberAfter(text, "UTC=");
-            if (NumberAfter(text, "ret=").value_or(1) == 0) {
+            m_taskType = SetType_sync;
+            m_syncSystem = known.Number(0);
+            if (known.Number(2).value_or(1) == 0) {
                 EndSync({std::nullopt, std::nullopt, "platform clock unreadable"});
             }
-        } else if (m_inSync && Has(text, "sub=")) {
-            Sync sync;
-            sync.system = NumberAfter(text, "UTC=");
-            sync.rtc = NumberAfter(text, "rtcTime=");
-            const int64_t magnitude = NumberAfter(text, "sub=").value_or(0);
-            if (magnitude <= 1) {
-                sync.decision = "in step";
-            } else if (m_fromLog) {
-                m_syncPending = sync;
-                m_inSync = false;
-                return;
-            } else if (m_option24 == kRtcFollowsSystemClock) {
-                sync.decision = "hardware clock set from the platform clock";
-            } else {
-                sync.decision = "platform clock set from the hardware clock";
+            break;
+        case Id(msg::kSyncClocks):  // "UTC=%lu, rtcTime=%lu, sub=%lu"
+            if (m_inSync) {
+                ReadSyncClocks(known);
             }
-            EndSync(sync);
-        }
-    } else if (m_inSync && function == "t_IsPossibleUpdateTime"sv && Has(text, "result=0")) {
-        EndSync({m_syncSystem, std::nullopt,
-                 "not permitted under " + WordAfter(text, "t_IsPossibleUpdateTime]")});
-    } else if (m_inSync && function == "t_GetRTCTime"sv && Has(text, "fail")) {
-        EndSync({m_syncSystem, std::nullopt, "hardware clock unreadable"});
+            break;
+        case Id(msg::kPermitted):  // "%s, result=%d": the stored reason, the answer
+            if (m_inSync && known.Number(1) == 0) {
+                EndSync({m_syncSystem, std::nullopt, "not permitted under " + known.Word(0)});
+            }
+            break;
+        case Id(msg::kRtcReadOpenFail):
+        case Id(msg::kRtcReadFail):
+        case Id(msg::kRtcReadInvalid):
+            if (m_inSync) {
+                EndSync({m_syncSystem, std::nullopt, "hardware clock unreadable"});
+            }
+            break;
+        default:
+            break;
     }
+}
+
+void Decisions::ReadSyncClocks(const LibraryMessage& known)
+{
+    Sync sync;
+    sync.system = known.Number(0);
+    sync.rtc = known.Number(1);
+    const int64_t magnitude = known.Number(2).value_or(0);
+    if (magnitude <= 1) {
+        sync.decision = "in step";
+    } else if (m_fromLog) {
+        m_syncPending = sync;
+        m_inSync = false;
+        return;
+    } else if (m_option24 == kRtcFollowsSystemClock) {
+        sync.decision = "hardware clock set from the platform clock";
+    } else {
+        sync.decision = "platform clock set from the hardware clock";
+    }
+    EndSync(sync);
 }
 
 }  // namespace daksim

@@ -1,7 +1,8 @@
 // What the manager decided, read from what it logs: the library tells the
 // platform nothing else about a setting it accepted or refused, or about what
-// a sync found. Every reading of the library's log texts is kept here, so
-// that a change of wording is mended in one place.
+// a sync found. The messages are the library's catalogue's, told apart by
+// LibraryMessages; this reads the settings and syncs out of them, for a run
+// (Line) and for explain (LineRead) alike.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,8 @@
 #include <string>
 
 #include "DakHostControl.h"
+#include "LibraryMessages.h"
+#include "TimeSettingTypes.h"
 
 namespace daksim {
 
@@ -24,7 +27,8 @@ public:
         int64_t type = 0;  // kTypeUnknown: not known
         int64_t utc = 0;   // -1: not known
         bool accepted = false;
-        std::string why;  // why it was refused ("" when accepted)
+        std::string why;      // why it was refused ("" when accepted)
+        int clockResult = 0;  // what the platform clock answered when it refused the time
         int reasonBefore = 0;
         int reasonAfter = 0;
     };
@@ -52,12 +56,13 @@ public:
     // is the caller's unless a sync is under way, and a sync's decision
     // waits for the line after its clocks (factory option 24 is not logged:
     // the hardware clock written next says it was 4).
-    void LineRead(const dakhost::LogLine& line);
+    void LineRead(const dakhost::LogLine& line, const LibraryMessage& known);
     // The end of a log read back: a decision still waiting is given.
     void EndOfLog();
 
 private:
-    void Read(const dakhost::LogLine& line, bool onCallThread);
+    void Read(const LibraryMessage& known, bool onCallThread);
+    void ReadSyncClocks(const LibraryMessage& known);
     // The type a refusal logged on the caller's or the task's side is of.
     std::optional<int64_t> Asked(bool onCallThread) const;
     void Refused(std::optional<int64_t> type, std::optional<int64_t> utc, const std::string& why,
@@ -70,7 +75,7 @@ private:
     std::mutex m_lock;
     std::optional<int64_t> m_callType;  // of the running call step
     int64_t m_callUtc = -1;
-    int64_t m_taskType = 5;  // what the task asks for on its own: a sync's setting
+    int64_t m_taskType = SetType_sync;  // what the task asks for on its own: a sync's setting
     int m_reason = 0;
     int m_reasonBefore = 0;  // before the library's last write of it
     std::optional<int> m_option24;

@@ -3,26 +3,18 @@
 #include <algorithm>
 #include <iterator>
 
-#include "LogFields.h"
+#include "LibraryMessages.h"
 #include "ReadWords.h"
 #include "SystemTimeManager/TimeRules.h"
 #include "Vocabulary.h"
 
 namespace daksim::explain {
 
+namespace msg = dak::msg;
 using namespace std::string_view_literals;
 
 namespace {
-
-constexpr int64_t kSetTypeStream = 1;
-constexpr int64_t kSetTypeNet = 2;
-constexpr int64_t kSetTypeSync = 5;
-constexpr int64_t kSetTypeInit = 6;
-constexpr int kAutoStream = 0;
-constexpr int kAutoNet = 1;
-constexpr int kAutoMax = 2;
 constexpr int kLevelOfDecisions = 4;
-
 }  // namespace
 
 Rebuild::Rebuild(Listener& out) : m_out(out), m_startupReader(out)
@@ -89,7 +81,11 @@ void Rebuild::Line(uint64_t line, const std::optional<Stamp>& stamp, const Messa
     m_moments.Stamped(stamp, message != nullptr);
     if (message != nullptr) {
         m_out.Log(message->line, Here());
-        Read(message->line);
+        LibraryMessage known;
+        if (message->id == kNoMessage || !known.ReadAs(message->id, message->line.text)) {
+            known = LibraryMessage();
+        }
+        Read(message->line, known);
     }
 }
 
@@ -131,17 +127,17 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
     event.reasonsKnown = m_reason.has_value();
     event.clockBefore = m_clockBefore;
     switch (setting.type) {
-        case kSetTypeSync:
+        case SetType_sync:
             event.origin = m_syncSetting ? Origin::Sync : Origin::Call;
             m_syncSetting = false;
             break;
-        case kSetTypeInit:
+        case SetType_init:
             event.origin = m_initReplay ? Origin::Init : Origin::Call;
             break;
-        case kSetTypeStream:
+        case SetType_stream:
             event.origin = m_tableDrove ? Origin::Table : Origin::Call;
             break;
-        case kSetTypeNet:
+        case SetType_net:
             event.origin = m_networkTaken ? Origin::Network : Origin::Call;
             break;
         default:
@@ -155,10 +151,10 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
     }
     m_initReplay = false;
     m_replay.reset();
-    if (setting.type == kSetTypeStream && event.origin != Origin::Init) {
+    if (setting.type == SetType_stream && event.origin != Origin::Init) {
         m_tableDrove = false;
     }
-    if (setting.type == kSetTypeNet) {
+    if (setting.type == SetType_net) {
         m_networkTaken = false;
     }
     m_applyingSeen = false;
@@ -171,56 +167,51 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
         Accepted(setting.type);
         m_out.ClockSet(0, setting.utc, Here());
         m_out.Signal(++m_signals, setting.type, Here());
-    } else if (Has(setting.why, "ret=")) {
-        m_out.ClockSet(static_cast<int>(NumberAfter(setting.why, "ret=").value_or(0)), setting.utc,
-                       Here());
+    } else if (setting.clockResult != 0) {
+        m_out.ClockSet(setting.clockResult, setting.utc, Here());
     }
 }
 
 void Rebuild::Accepted(int64_t type)
 {
     switch (type) {
-        case kSetTypeStream:
+        case SetType_stream:
             m_out.Subscription("networktime", false, Here());
             m_out.Subscription("timemode", false, Here());
-            AutoClock(kAutoStream);
+            AutoClock(AutoType_stream);
             break;
-        case kSetTypeNet:
-            AutoClock(kAutoNet);
+        case SetType_net:
+            AutoClock(AutoType_net);
             break;
-        case kSetTypeSync:
+        case SetType_sync:
             break;
         default:
-            AutoClock(kAutoMax);
+            AutoClock(AutoType_max);
             break;
     }
 }
 
-void Rebuild::Read(const dakhost::LogLine& line)
+void Rebuild::Read(const dakhost::LogLine& line, const LibraryMessage& known)
 {
     m_copyDue = m_copyArmed;  // only the next message can be the copy
     m_copyArmed = false;
     m_maxLevel = std::max(m_maxLevel, line.level);
-    const std::string& text = line.text;
     const bool print = line.via == dakhost::Via::Print;
     // A table's lines end at the first that is neither the stream clock's
-    // nor its reading of the system time.
-    if (line.function != "SetStreamClock"sv && line.function != "GetSystemTime"sv) {
+    // nor its reading of the base clock or of the system time.
+    if (line.function != "SetStreamClock"sv && line.function != "m_GetBaseClock"sv &&
+        line.function != "GetSystemTime"sv) {
         FinishTable();
     }
-    m_startupReader.Other(&line, Here());
+    m_startupReader.Other(known, Here());
     // The task stores the reason a setting leaves before it logs the setting.
-    if (print && line.function == "t_SetSystemTime"sv && Has(text, "t_SetSystemTime] UTC =")) {
+    if (print && known.id == Id(msg::kApplying)) {  // "UTC = %lu,  %s"
         m_applyingSeen = true;
         m_clockBefore.reset();
-        if (const auto utc = NumberAfter(text, "UTC =")) {
+        if (const auto utc = known.Number(0)) {
             m_moments.ClockSetting(*utc);
         }
-        // The library prints every type outside its table as SetType_unknown,
-        // and they all leave the same reason as 3 does.
-        const std::string name = WordAfter(text, ",");
-        const auto type =
-            name == "SetType_unknown" ? std::optional<int64_t>(3) : ParseSetType(name);
+        const auto type = SetTypeWord(known.Word(1));
         if (m_reason && type) {
             const int left = dak::ReasonLeftBy(static_cast<ETimeSettingType>(*type),
                                                static_cast<ESystemTimeReason>(*m_reason));
@@ -244,11 +235,16 @@ void Rebuild::Read(const dakhost::LogLine& line)
                                       [&](const char* f) { return line.function == f; })) {
             m_decisions->CallUnknown();
         }
-        m_decisions->LineRead(line);
+        m_decisions->LineRead(line, known);
     }
     if (line.function == "SetStreamClock"sv) {
-        Stream(line);
-    } else if (m_startupReader.Line(line, Here())) {
+        if (print) {
+            if (known.id == Id(msg::kTable)) {
+                FinishTable();
+            }
+            m_tables.Line(known, m_line);
+        }
+    } else if (m_startupReader.Line(line, known, Here())) {
         if (const auto startup = m_startupReader.TakeRead()) {
             if (startup->reason) {
                 ReasonSeen(static_cast<int>(*startup->reason));
@@ -264,118 +260,121 @@ void Rebuild::Read(const dakhost::LogLine& line)
             m_out.StartupRead(*startup, Here());
         }
     } else {
-        Manager(line);
+        Manager(line, known);
     }
 }
 
-void Rebuild::Manager(const dakhost::LogLine& line)
+void Rebuild::Manager(const dakhost::LogLine& line, const LibraryMessage& known)
 {
-    const std::string& text = line.text;
-    const std::string& function = line.function;
-    const bool print = line.via == dakhost::Via::Print;
-    if (function == "GetSystemTime"sv && print) {
-        if (Has(text, "failed")) {
-            m_out.ClockRead(std::nullopt, static_cast<int>(NumberAfter(text, "ret=").value_or(0)),
-                            Here());
-        } else if (const auto utc = NumberAfter(text, "UTC =")) {
-            m_out.ClockRead(utc, 0, Here());
-            m_moments.ClockIs(*utc);
-            if (m_applyingSeen && !m_clockBefore) {
-                m_clockBefore = utc;
-            }
-        }
-    } else if (function == "t_SetSystemTime"sv &&
-               ((print && Has(text, "SetSystemClock")) ||
-                (m_copyDue && Has(text, "UTC =") && Has(text, "offset ="))) &&
-               !Has(text, "failed") && m_decidedLine != m_line) {
-        // Only the level-1 line of the setting (or its copy, when the line
-        // itself was damaged): told here, its reasons unknown.
-        const bool copy = m_copyDue;
-        m_copyDue = false;
-        SettingEvent event;
-        const size_t utcAt = text.find("UTC =");
-        const std::string_view setting =
-            utcAt == std::string::npos ? std::string_view() : std::string_view(text).substr(utcAt);
-        const std::string word(Field(setting, 1));
-        const auto type =
-            word == "SetType_unknown" ? std::optional<int64_t>(-1) : ParseSetType(word);
-        const auto utc = NumberAfter(text, "UTC =");
-        if (!type || !utc || !Has(text, "offset =")) {
-            ++m_damaged;  // cut short or run into by other text: never decided from
-            m_copyArmed = !copy;
-            return;
-        }
-        event.setting.type = *type;
-        event.setting.utc = *utc;
-        event.setting.accepted = true;
-        event.reasonsKnown = false;
-        m_decidedLine = m_line;
-        m_moments.ClockSet(event.setting.utc);
-        event.clockBefore = m_moments.ClockBefore();
-        m_out.Setting(event, Here());
-        Accepted(event.setting.type);
-        m_out.ClockSet(0, event.setting.utc, Here());
-        m_out.Signal(++m_signals, event.setting.type, Here());
-    } else if (function == "t_SyncSystemTime"sv && print && Has(text, "SyncSystemTime UTC=")) {
-        if (const auto reason = ReasonWord(Field(text, 1))) {
-            ReasonSeen(static_cast<int>(*reason));
-        }
-        if (const auto autoClock = AutoTypeWord(Field(text, 3))) {
-            AutoClock(static_cast<int>(*autoClock));
-        }
-    } else if ((function == "t_IsPossibleUpdateTime"sv ||
-                function == "t_GetInitSettingTypeByReason"sv) &&
-               print) {
-        const size_t close = text.find(']');
-        const std::string_view after = close == std::string::npos
-                                           ? std::string_view()
-                                           : std::string_view(text).substr(close + 1);
-        if (const auto reason = ReasonWord(Field(after, 0))) {
-            ReasonSeen(static_cast<int>(*reason));
-        }
-    } else if (function == "SetSystemTimeByNetworkTime"sv && print) {
-        if (const auto mode = NumberAfter(text, "manualClock =")) {
-            m_out.Store("clockmode", *mode, Here());
-        }
-    } else if (function == "t_SetSystemTimeByNetworkTime"sv) {
-        if (line.via == dakhost::Via::PrintF && Has(text, "Sucessfully set network time")) {
-            m_networkTaken = true;
-            m_out.Network(NumberAfter(text, "time ="), Here());
-        } else if (print && Has(text, "Failed to set network time")) {
-            m_out.Network(std::nullopt, Here());
-        }
-    } else if (function == "t_SetNetworkTimeOffset"sv && print) {
-        m_out.Store("offset", NumberAfter(text, "networkTimeOffset").value_or(0), Here());
-        m_out.Store("dst", NumberAfter(text, "dst:").value_or(0), Here());
-    } else if (function == "t_SetBroadcastTimeOffset"sv && print && Has(text, "ret:1")) {
-        m_out.Store("offset", NumberAfter(text, "curTimeZoneOffset =").value_or(0), Here());
-    } else if (function == "t_SubscribeTimeModeCallback"sv && print) {
-        m_out.Subscription("timemode", true, Here());
-    } else if (function == "t_SubscribePresentationTimeCallback"sv && print) {
-        m_out.Subscription("presentation", true, Here());
-    } else if (function == "~TCSystemTimeManager"sv && Has(text, "thread destroy")) {
+    if (known.id == Id(msg::kNetTakenShort)) {  // the PrintF line alone: "time = %lu"
+        m_networkTaken = true;
+        m_out.Network(known.Number(0), Here());
+    }
+    if (known.id == Id(msg::kDestroy)) {
         m_out.ManagerExit(Here());
         m_startupReader.ManagerGone();
-        AutoClock(kAutoMax);
+        AutoClock(AutoType_max);
     }
-}
-
-void Rebuild::Stream(const dakhost::LogLine& line)
-{
+    if (m_copyDue && known.id == Id(msg::kAppliedShort) && m_decidedLine != m_line) {
+        AppliedAlone(known, true);  // the copy of a damaged level-1 setting line
+    }
+    m_copyDue = false;
     if (line.via != dakhost::Via::Print) {
         return;
     }
-    if (Has(line.text, "[TCStreamClock::SetStreamClock] utc")) {
-        FinishTable();
+    switch (known.id) {
+        case Id(msg::kClockReadFailed):  // "ret=%d"
+            m_out.ClockRead(std::nullopt, static_cast<int>(known.Number(0).value_or(0)), Here());
+            break;
+        case Id(msg::kClockRead):  // "UTC = %lu"
+            if (const auto utc = known.Number(0)) {
+                m_out.ClockRead(utc, 0, Here());
+                m_moments.ClockIs(*utc);
+                if (m_applyingSeen && !m_clockBefore) {
+                    m_clockBefore = utc;
+                }
+            }
+            break;
+        case Id(msg::kApplied):  // "UTC = %lu, %s, offset =%d"
+            if (m_decidedLine != m_line) {
+                AppliedAlone(known, false);
+            }
+            break;
+        case Id(msg::kSyncState):  // "UTC=%lu, %s, ret=%d, %s, ...": the reason, the auto clock
+            if (const auto reason = ReasonWord(known.Word(1))) {
+                ReasonSeen(static_cast<int>(*reason));
+            }
+            if (const auto autoClock = AutoTypeWord(known.Word(3))) {
+                AutoClock(static_cast<int>(*autoClock));
+            }
+            break;
+        case Id(msg::kPermitted):  // "%s, result=...": the stored reason
+        case Id(msg::kInitType):
+            if (const auto reason = ReasonWord(known.Word(0))) {
+                ReasonSeen(static_cast<int>(*reason));
+            }
+            break;
+        case Id(msg::kNetClockMode):  // "manualClock = %d"
+            if (const auto mode = known.Number(0)) {
+                m_out.Store("clockmode", *mode, Here());
+            }
+            break;
+        case Id(msg::kNetFailed):
+            m_out.Network(std::nullopt, Here());
+            break;
+        case Id(msg::kNetOffset):  // "networkTimeOffset %d, dst:%d"
+            m_out.Store("offset", known.Number(0).value_or(0), Here());
+            m_out.Store("dst", known.Number(1).value_or(0), Here());
+            break;
+        case Id(msg::kBroadcastOffset):  // "ret:%d,  curRegionId=%d, curTimeZoneOffset =%d"
+            if (known.Number(0) == 1) {
+                m_out.Store("offset", known.Number(2).value_or(0), Here());
+            }
+            break;
+        case Id(msg::kTimeModeSubscribed):
+            m_out.Subscription("timemode", true, Here());
+            break;
+        case Id(msg::kPresentationSubscribed):
+            m_out.Subscription("presentation", true, Here());
+            break;
+        default:
+            break;
     }
-    m_tables.Line(line.text, m_line);
+}
+
+// Only the level-1 line of a setting (or its copy, when the line itself was
+// damaged): told here, its reasons unknown.
+void Rebuild::AppliedAlone(const LibraryMessage& known, bool copy)
+{
+    const std::string word = known.Word(1);
+    const auto type = word == dak::SettingTypeName(static_cast<ETimeSettingType>(3))
+                          ? std::optional<int64_t>(-1)
+                          : ParseSetType(word);
+    const auto utc = known.Number(0);
+    if (!type || !utc || !known.whole) {
+        ++m_damaged;  // cut short or run into by other text: never decided from
+        m_copyArmed = !copy;
+        return;
+    }
+    SettingEvent event;
+    event.setting.type = *type;
+    event.setting.utc = *utc;
+    event.setting.accepted = true;
+    event.reasonsKnown = false;
+    m_decidedLine = m_line;
+    m_moments.ClockSet(event.setting.utc);
+    event.clockBefore = m_moments.ClockBefore();
+    m_out.Setting(event, Here());
+    Accepted(event.setting.type);
+    m_out.ClockSet(0, event.setting.utc, Here());
+    m_out.Signal(++m_signals, event.setting.type, Here());
 }
 
 void Rebuild::EndFile(uint64_t line)
 {
     m_line = line;
     FinishTable();
-    m_startupReader.Other(nullptr, Here());
+    m_startupReader.Other(LibraryMessage(), Here());
     if (m_decisions) {
         m_decisions->EndOfLog();
     }

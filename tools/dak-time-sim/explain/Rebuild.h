@@ -14,6 +14,7 @@
 
 #include "Decisions.h"
 #include "Events.h"
+#include "LibraryMessages.h"
 #include "Moments.h"
 #include "Recogniser.h"
 #include "Stamp.h"
@@ -46,9 +47,9 @@ public:
     uint64_t Damaged() const { return m_damaged; }
 
 private:
-    void Read(const dakhost::LogLine& line);
-    void Manager(const dakhost::LogLine& line);
-    void Stream(const dakhost::LogLine& line);
+    void Read(const dakhost::LogLine& line, const LibraryMessage& known);
+    void Manager(const dakhost::LogLine& line, const LibraryMessage& known);
+    void AppliedAlone(const LibraryMessage& known, bool copy);
     void ReasonSeen(int reason);
     void AutoClock(int value);
     void FinishTable();

@@ -1,7 +1,10 @@
 #include "Recogniser.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+
+#include "LibraryMessages.h"
 
 namespace daksim::explain {
 
@@ -9,116 +12,21 @@ namespace {
 
 using dakhost::Via;
 
-struct Known {
-    const char* start;  // the message's own first words
-    const char* also;   // and a further text it holds ("" none)
-    const char* function;
-    Via via;
-    int level;
-    bool twice;  // logged twice with this same text
-};
+// The logger's outputs, in the order of the catalogue's dak::LogOutput.
+constexpr auto kVias =
+    std::array{Via::Print, Via::PrintF, Via::Profiling, Via::Trace, Via::Assert, Via::Stdout};
+static_assert(kVias.size() == static_cast<size_t>(dak::LogOutput::Stdout) + 1);
 
-// More particular texts before the texts they hold.
-constexpr std::array<Known, 66> kKnown = {{
-    {"[TCSystemTimeManager::SetSystemTime] TCSystemTimeManager isn't Created", "", "SetSystemTime",
-     Via::Print, 4, false},
-    {"SetSystemTime UTC ", " range", "SetSystemTime", Via::PrintF, 4, false},
-    {"[TCSystemTimeManager::SetSystemTime] UTC ", "", "SetSystemTime", Via::Print, 4, false},
-    {"[TCSystemTimeManager::SetSystemTime]  not possible to set manual time", "", "SetSystemTime",
-     Via::Print, 4, true},
-    {"[TCSystemTimeManager::GetSystemTime]  UTC! failed", "", "GetSystemTime", Via::Print, 1, true},
-    {"[TCSystemTimeManager::GetSystemTime]  UTC = ", "", "GetSystemTime", Via::Print, 4, true},
-    {"[TCSystemTimeManager::GetSystemTime]  UTC!", "", "GetSystemTime", Via::Print, 5, false},
-    {"[TCSystemTimeManager::t_SetSystemTime] UTC = ", "", "t_SetSystemTime", Via::Print, 4, false},
-    {"[[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock UTC!failed", "", "t_SetSystemTime",
-     Via::PrintF, 1, false},
-    {"[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock ", "", "t_SetSystemTime", Via::Print,
-     1, false},
-    {"t_SetSystemTime  UTC = ", "", "t_SetSystemTime", Via::PrintF, 1, false},
-    {"TCSystemTimeManager::t_SetSystemTime send SIGNAL_BP_TIME_UPDATED", "", "t_SetSystemTime",
-     Via::Print, 4, false},
-    {"SyncSystemTime UTC=", "", "t_SyncSystemTime", Via::Print, 4, true},
-    {"[TCSystemTimeManager::t_SyncSystemTime] UTC=", "", "t_SyncSystemTime", Via::Print, 4, true},
-    {"SetSystemTimeByReleaseTime, after factory reset", "", "SetSystemTimeByReleaseTime",
-     Via::PrintF, 1, false},
-    {"SetSystemTimeByReleaseTime after factory reset", "", "SetSystemTimeByReleaseTime", Via::Print,
-     1, false},
-    {"[TCSystemTimeManager::t_IsPossibleUpdateTime]  ", "", "t_IsPossibleUpdateTime", Via::Print, 4,
-     true},
-    {"[TCSystemTimeManager::t_GetSettingTypeByReason]  ", "", "t_GetInitSettingTypeByReason",
-     Via::Print, 4, true},
-    {"[TCSystemTimeManager::Init] TCSystemTimeManager is already Created", "", "Init", Via::Print,
-     4, true},
-    {"[TCSystemTimeManager::Init , isMasterPowerOn:", "", "Init", Via::Print, 1, false},
-    {"[TCSystemTimeManager::Init] isMasterPowerOn:", "", "Init", Via::PrintF, 1, false},
-    {"InitSystemTime UTC=", "", "Init", Via::Print, 4, true},
-    {"InitSystemTime  UTC=", "", "Init", Via::Print, 1, true},
-    {"[TCSystemTimeManager::Init] hardware clock unreadable", "", "Init", Via::Print, 1, true},
-    {"[TCSystemTimeManager::Init] Mutex create failed", "", "Init", Via::Print, 1, false},
-    {"[TCSystemTimeManager::Init] no product helper", "", "Init", Via::Print, 1, false},
-    {"[TCSystemTimeManager::Init] sync alarm create failed", "", "Init", Via::Print, 1, false},
-    {"thread Create TCSystemTimeManger", "", "Init", Via::Print, 5, false},
-    {"[TCSystemTimeManager::t_GetRTCTime] _time=", "", "t_GetRTCTime", Via::Print, 4, false},
-    {"[TCSystemTimeManager::t_GetRTCTime] ", "", "t_GetRTCTime", Via::Print, 1, true},
-    {"[TCSystemTimeManager::t_SetRTCTime] _time=", "", "t_SetRTCTime", Via::Print, 4, true},
-    {"[TCSystemTimeManager::t_SetRTCTime] ", "", "t_SetRTCTime", Via::Print, 1, true},
-    {"[TCSystemTimeManager::SetSystemTimeByNetworkTime] TCSystemTimeManager isn't Created", "",
-     "SetSystemTimeByNetworkTime", Via::Print, 4, false},
-    {"[TCSystemTimeManager::SetSystemTimeByNetworkTime] manualClock = ", "",
-     "SetSystemTimeByNetworkTime", Via::Print, 4, false},
-    {"[TCSystemTimeManager::SetSystemTimeByNetworkTime] current clock mode is Manual", "",
-     "SetSystemTimeByNetworkTime", Via::Print, 4, true},
-    {"[TCSystemTimeManager::SetSystemTimeByNetworkTime] StreamTime is already set", "",
-     "SetSystemTimeByNetworkTime", Via::Print, 4, true},
-    {"[TCSystemTimeManager::t_SetSystemTimeByNetworkTime]Failed to set network time", "",
-     "t_SetSystemTimeByNetworkTime", Via::Print, 4, false},
-    {"SetSystemTimeByNetworkTime] Failed to set network time", "", "t_SetSystemTimeByNetworkTime",
-     Via::PrintF, 1, false},
-    {"[TCSystemTimeManager::t_SetSystemTimeByNetworkTime] Sucessfully set  network time", "",
-     "t_SetSystemTimeByNetworkTime", Via::Print, 4, false},
-    {"SetSystemTimeByNetworkTime] Sucessfully set network time", "", "t_SetSystemTimeByNetworkTime",
-     Via::PrintF, 1, false},
-    {"[TCSystemTimeManager::t_SetNetworkTimeOffset] networkTimeOffset ", "",
-     "t_SetNetworkTimeOffset", Via::Print, 1, true},
-    {"[TCSystemTimeManager::GetNetworkDst] ", "", "GetNetworkDst", Via::Print, 4, false},
-    {"[TCSystemTimeManager::t_SetBroadcastTimeOffset] no time zone offset agent", "",
-     "t_SetBroadcastTimeOffset", Via::Print, 1, true},
-    {"[TCSystemTimeManager::t_SetBroadcastTimeOffset] ret:", "", "t_SetBroadcastTimeOffset",
-     Via::Print, 4, false},
-    {"TCSystemTimeManager::t_SetBroadcastTimeOffset]  ret:", "", "t_SetBroadcastTimeOffset",
-     Via::PrintF, 4, false},
-    {"Register TimeMode Callback", "", "t_SubscribeTimeModeCallback", Via::Print, 4, true},
-    {"Register Presentation Time Callback", "", "t_SubscribePresentationTimeCallback", Via::Print,
-     4, true},
-    {"[TCSystemTimeManager::OnVConfCallback] ", "", "OnVConfCallback", Via::Print, 4, false},
-    {"[TCSystemTimeManager::~TCSystemTimeManager] ", "", "~TCSystemTimeManager", Via::Print, 4,
-     false},
-    {"[TCSystemTimeManager::t_OnEvent] ", "", "t_OnEvent", Via::Print, 5, false},
-    {"[TCStreamClock::SetStreamClock] utc ", "", "SetStreamClock", Via::Print, 4, false},
-    {"TCStreamClockManager::SetStreamClock, Invalid UTC[", "  <", "SetStreamClock", Via::PrintF, 5,
-     false},
-    {"TCStreamClockManager::SetStreamClock, Invalid UTC[", "", "SetStreamClock", Via::Print, 4,
-     false},
-    {"TCStreamClockManager::SetStreamClock, First STT Set-->UTC[", "", "SetStreamClock", Via::Print,
-     4, false},
-    {"TCStreamClockManager::SetStreamClock, ", "", "SetStreamClock", Via::Print, 5, false},
-    {"Doesn't set Stream Clock manualClock = ", "", "SetStreamClock", Via::Print, 5, false},
-    {"oldTime [", "", "SetStreamClock", Via::Print, 5, false},
-    {"BPTime_set_current_time ", "", "SetStreamClock", Via::Print, 5, false},
-    {"SetStreamDST  bOnOfft = ", "", "SetStreamDST", Via::Print, 1, false},
-    {"SetStreamDST, dst=", "", "SetStreamDST", Via::PrintF, 1, false},
-    {"Get StreamDST  bOnOfft", "", "StreamDST", Via::Print, 4, false},
-    {"SetDVBTimeOffset  timeOfchange = ", "", "SetDVBTimeOffset", Via::Print, 5, false},
-    {"TCStreamClockManager::StreamClock", "", "StreamClock", Via::Print, 5, false},
-    {"t_SyncSystemTime[BEGIN] t_SetRTCTime", "", "PrintProfiling", Via::Profiling, 5, false},
-    {"SetSystemTime[END] SIGNAL_SYSTEM_TIME_UPDATED", "", "PrintProfiling", Via::Profiling, 5,
-     false},
-    {"ASSERT!, Func:", "", "printf", Via::Stdout, 1, false},
-}};
+Via ViaOf(dak::LogOutput output)
+{
+    return kVias[static_cast<size_t>(output)];
+}
 
 // A line holds none of the library's messages unless it holds one of these
-// (most lines of a log do not: this is what they cost).
-constexpr std::array<const char*, 5> kHubs = {"Time", "Stream", "Callback", "Create", "ASSERT!"};
+// (most lines of a log do not: this is what they cost). Every message's
+// start holds one (the catalogue test checks it).
+constexpr std::array<const char*, 10> kHubs = {"Time",  "Stream",  "Callback", "Create", "ASSERT!",
+                                               "Power", "Factory", "Dst",      "Mutex",  "clock"};
 
 // Where `part` is in `text`, found by its first byte: cheaper than a general
 // search for the short words of a log line.
@@ -154,9 +62,8 @@ constexpr std::string_view kManager = "TCSystemTimeManager::";
 
 // How far before kManager a known message starts (-1: it does not start
 // with it).
-int ManagerOffset(const char* start)
+int ManagerOffset(std::string_view text)
 {
-    const std::string_view text(start);
     if (text.rfind("[[", 0) == 0 && text.substr(2, kManager.size()) == kManager) {
         return 2;
     }
@@ -165,9 +72,6 @@ int ManagerOffset(const char* start)
     }
     return text.rfind(kManager, 0) == 0 ? 0 : -1;
 }
-
-constexpr std::array<const char*, 6> kVias = {"Print", "PrintF", "Profiling",
-                                              "Trace", "Assert", "Stdout"};
 
 }  // namespace
 
@@ -194,6 +98,20 @@ void DropColour(std::string_view text, std::string& out)
     }
 }
 
+namespace {
+
+bool HoldsAHub(std::string_view text)
+{
+    for (const char* hub : kHubs) {
+        if (Holds(text, hub)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
 std::optional<Message> Recogniser::Read(std::string_view rest, bool simulator)
 {
     size_t at = 0;
@@ -219,14 +137,7 @@ std::optional<Message> Recogniser::Read(std::string_view rest, bool simulator)
             }
         }
     }
-    bool any = false;
-    for (const char* hub : kHubs) {
-        if (Holds(rest, hub)) {
-            any = true;
-            break;
-        }
-    }
-    if (!any) {
+    if (!HoldsAHub(rest)) {
         return std::nullopt;
     }
     auto message = Foreign(rest);
@@ -256,7 +167,7 @@ std::optional<Message> Recogniser::Printed(std::string_view rest)
     }
     const std::string_view viaName = rest.substr(i + 1, viaEnd - i - 1);
     size_t via = 0;
-    while (via < kVias.size() && viaName != kVias[via]) {
+    while (via < kVias.size() && viaName != dakhost::ViaName(kVias[via])) {
         ++via;
     }
     const size_t close = rest.find("] ", viaEnd + 1);
@@ -265,16 +176,19 @@ std::optional<Message> Recogniser::Printed(std::string_view rest)
     }
     Message message;
     message.line.level = level;
-    message.line.via = static_cast<Via>(via);
+    message.line.via = kVias[via];
     message.line.function = std::string(rest.substr(viaEnd + 1, close - viaEnd - 1));
     message.line.line = 0;
-    message.line.module = 18;
+    message.line.module = dak::kModule;
     DropColour(rest.substr(close + 2), message.line.text);
+    message.id = Identify(message.line.function, message.line.text).id;
     return message;
 }
 
+namespace {
+
 // The four bytes after the manager's class name (its method's first
-// letters), to tell most known messages apart with one comparison.
+// letters), to tell most messages apart with one comparison.
 uint32_t MethodKey(std::string_view text, size_t manager)
 {
     uint32_t key = 0;
@@ -285,26 +199,43 @@ uint32_t MethodKey(std::string_view text, size_t manager)
     return key;
 }
 
-// Each known message's ManagerOffset, length and method key, worked out once.
+// Each message's ManagerOffset and method key, worked out once.
 struct Shape {
     int offset;
-    size_t length;
     uint32_t key;
 };
-const std::array<Shape, kKnown.size()>& Shapes()
+const std::array<Shape, dak::kMessageCount>& Shapes()
 {
-    static const std::array<Shape, kKnown.size()> shapes = [] {
-        std::array<Shape, kKnown.size()> made{};
-        for (size_t i = 0; i < kKnown.size(); ++i) {
-            const int offset = ManagerOffset(kKnown[i].start);
-            const std::string_view start(kKnown[i].start);
-            made[i] = {offset, start.size(),
-                       offset >= 0 ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
+    static const std::array<Shape, dak::kMessageCount> shapes = [] {
+        std::array<Shape, dak::kMessageCount> made{};
+        for (unsigned id = 0; id < dak::kMessageCount; ++id) {
+            const std::string_view start = StartOf(id);
+            const int offset = ManagerOffset(start);
+            made[id] = {offset, offset >= 0 ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
         }
         return made;
     }();
     return shapes;
 }
+
+// Where message `id` starts in `clean` (npos: nowhere); `manager` and `key`
+// say where the manager's class name stands and what follows it.
+size_t StartIn(std::string_view clean, unsigned id, size_t manager, uint32_t key)
+{
+    const Shape& shape = Shapes()[id];
+    const std::string_view start = StartOf(id);
+    if (shape.offset < 0) {
+        return Find(clean, start);
+    }
+    const auto offset = static_cast<size_t>(shape.offset);
+    if (manager == std::string_view::npos || shape.key != key || manager < offset ||
+        clean.compare(manager - offset, start.size(), start) != 0) {
+        return std::string_view::npos;
+    }
+    return manager - offset;
+}
+
+}  // namespace
 
 std::optional<Message> Recogniser::Foreign(std::string_view rest)
 {
@@ -312,46 +243,51 @@ std::optional<Message> Recogniser::Foreign(std::string_view rest)
     const std::string_view clean(m_clean);
     const size_t manager = Find(clean, kManager);
     const uint32_t key = manager == std::string_view::npos ? 0U : MethodKey(clean, manager);
-    const auto& shapes = Shapes();
-    for (size_t i = 0; i < kKnown.size(); ++i) {
-        const Known& known = kKnown[i];
-        const int offset = shapes[i].offset;
-        size_t at = std::string_view::npos;
-        if (offset >= 0) {
-            const size_t length = shapes[i].length;
-            if (manager == std::string_view::npos || shapes[i].key != key ||
-                manager < static_cast<size_t>(offset) ||
-                clean.compare(manager - static_cast<size_t>(offset), length, known.start, length) !=
-                    0) {
-                continue;
-            }
-            at = manager - static_cast<size_t>(offset);
-        } else {
-            at = Find(clean, known.start);
-        }
-        if (at == std::string_view::npos || (known.also[0] != '\0' && !Holds(clean, known.also))) {
+    // The message the line holds whole, else the one it agrees with furthest.
+    LibraryMessage best;
+    size_t bestAt = 0;
+    for (unsigned id = 0; id < dak::kMessageCount && !best.whole; ++id) {
+        const size_t at = StartIn(clean, id, manager, key);
+        LibraryMessage read;
+        if (at == std::string_view::npos || !read.ReadAs(id, clean.substr(at))) {
             continue;
         }
-        Message message;
-        message.line.function = known.function;
-        message.line.level = known.level;
-        message.line.via = known.via;
-        message.line.line = 0;
-        message.line.module = 18;
-        message.line.text = m_clean.substr(at);
-        if (known.twice) {
-            if (!m_unpaired.empty() && m_count - m_unpairedAt <= 3 &&
-                message.line.text == m_unpaired) {
-                message.line.via = Via::PrintF;
-                m_unpaired.clear();
-            } else {
-                m_unpaired = message.line.text;
-                m_unpairedAt = m_count;
-            }
+        if (!best.Known() || read.whole || read.reached > best.reached) {
+            best = read;
+            bestAt = at;
         }
-        return message;
     }
-    return std::nullopt;
+    if (!best.Known()) {
+        return std::nullopt;
+    }
+    const dak::LogMessage& known = dak::kMessages[best.id];
+    Message message;
+    message.id = best.id;
+    message.line.function = known.function;
+    message.line.level = known.first.level;
+    message.line.via = ViaOf(known.first.output);
+    message.line.line = 0;
+    message.line.module = dak::kModule;
+    message.line.text = m_clean.substr(bestAt);
+    if (known.second.level != 0) {
+        // Of two equal texts close together, the second is the copy. The
+        // first may be alone (the log's level dropped the other): it is
+        // taken for the Print one, which the readers read, at the lower of
+        // the two levels, which the log had on.
+        const bool printFirst = known.second.output != dak::LogOutput::Print;
+        const dak::LogEmission& copy = printFirst ? known.second : known.first;
+        if (!m_unpaired.empty() && m_count - m_unpairedAt <= 3 && message.line.text == m_unpaired) {
+            message.line.level = copy.level;
+            message.line.via = ViaOf(copy.output);
+            m_unpaired.clear();
+        } else {
+            message.line.level = std::min(known.first.level, known.second.level);
+            message.line.via = ViaOf(printFirst ? known.first.output : known.second.output);
+            m_unpaired = message.line.text;
+            m_unpairedAt = m_count;
+        }
+    }
+    return message;
 }
 
 }  // namespace daksim::explain

@@ -4,9 +4,11 @@
 // ("[4 Print t_SyncSystemTime] ...") is read by its brackets instead, which
 // name the level, the output and the function exactly.
 //
-// Most messages go out twice with the same text (once through each of the
-// logger's outputs): of a pair, the first is taken as the Print line and the
-// second, found within a few lines, as its PrintF copy.
+// Each message is one of the library's catalogue (src/Common/Messages.h),
+// known by its text up to its first value. Many go out twice with the same
+// text (once through each of two of the logger's outputs): of a pair, the
+// first is taken for the catalogue's first output and the second, found
+// within a few lines, for its copy.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +22,7 @@ namespace daksim::explain {
 
 struct Message {
     dakhost::LogLine line;  // function, level, output and text from the message's start
+    unsigned id = 0;        // in the library's catalogue (kNoMessage: not one of its texts)
 };
 
 class Recogniser {

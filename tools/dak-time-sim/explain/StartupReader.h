@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "Events.h"
+#include "LibraryMessages.h"
 
 namespace daksim::explain {
 
@@ -19,15 +20,18 @@ public:
     void Reset();
     // A line of the manager's at `at`; true when it was Init's or the
     // hardware clock's.
-    bool Line(const dakhost::LogLine& line, const At& at);
+    bool Line(const dakhost::LogLine& line, const LibraryMessage& known, const At& at);
     // Start-up read whole by the last line, once: the caller tells it.
     std::optional<Startup> TakeRead();
-    // Any other line (or the end, `line` null): a write still open is told.
-    void Other(const dakhost::LogLine* line, const At& at);
+    // Any other line (or the end, `known` none): a write still open is told.
+    void Other(const LibraryMessage& known, const At& at);
     // The manager was deleted: the next Init is a new start-up.
     void ManagerGone();
 
 private:
+    void RtcFailedAtStart();
+    void ReadState(const LibraryMessage& known);
+
     Listener& m_out;
     std::optional<Startup> m_startup;  // from the power line to the replay
     bool m_read = false;               // read whole

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Events.h"
+#include "LibraryMessages.h"
 
 namespace daksim::explain {
 
@@ -17,8 +18,8 @@ public:
     void Reset() { *this = TableReader(); }
     // The simulator echoed a step that hands a table to stream clock `handle`.
     void HandleIs(const std::string& handle) { m_handle = handle; }
-    // A line of the stream clock's, log line `line`.
-    void Line(const std::string& text, uint64_t line);
+    // A message of the stream clock's, log line `line`.
+    void Line(const LibraryMessage& known, uint64_t line);
     // The table read so far, over (nullopt: none); `tableLine` its first line.
     // `maxLevel`: the highest level the log has shown, which says whether
     // its refusal would have been logged.
