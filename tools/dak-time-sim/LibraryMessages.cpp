@@ -148,12 +148,10 @@ bool LibraryMessage::ReadAs(unsigned message, std::string_view text)
     return true;
 }
 
-LibraryMessage Identify(std::string_view function, std::string_view text)
+namespace {
+
+LibraryMessage IdentifyAmong(const std::vector<unsigned>& candidates, std::string_view text)
 {
-    const Catalogue& catalogue = TheCatalogue();
-    const auto found = catalogue.byFunction.find(function);
-    const std::vector<unsigned>& candidates =
-        found == catalogue.byFunction.end() ? catalogue.all : found->second;
     LibraryMessage best;
     for (const unsigned id : candidates) {
         LibraryMessage read;
@@ -168,6 +166,23 @@ LibraryMessage Identify(std::string_view function, std::string_view text)
         }
     }
     return best;
+}
+
+}  // namespace
+
+LibraryMessage Identify(std::string_view function, std::string_view text)
+{
+    const Catalogue& catalogue = TheCatalogue();
+    const auto found = catalogue.byFunction.find(function);
+    if (found != catalogue.byFunction.end()) {
+        const LibraryMessage known = IdentifyAmong(found->second, text);
+        if (known.Known()) {
+            return known;
+        }
+    }
+    // A function that logs none of these texts (standard output's lines
+    // have none): any message.
+    return IdentifyAmong(catalogue.all, text);
 }
 
 std::string_view StartOf(unsigned id)

@@ -25,8 +25,9 @@ Via ViaOf(dak::LogOutput output)
 // A line holds none of the library's messages unless it holds one of these
 // (most lines of a log do not: this is what they cost). Every message's
 // start holds one (the catalogue test checks it).
-constexpr std::array<const char*, 10> kHubs = {"Time",  "Stream",  "Callback", "Create", "ASSERT!",
-                                               "Power", "Factory", "Dst",      "Mutex",  "clock"};
+constexpr std::array<const char*, 11> kHubs = {"Time",    "Stream", "Callback", "Create",
+                                               "ASSERT!", "Power",  "Factory",  "Dst",
+                                               "Mutex",   "clock",  "Clock"};
 
 // Where `part` is in `text`, found by its first byte: cheaper than a general
 // search for the short words of a log line.
@@ -199,9 +200,11 @@ uint32_t MethodKey(std::string_view text, size_t manager)
     return key;
 }
 
-// Each message's ManagerOffset and method key, worked out once.
+// Each message's ManagerOffset and method key (when its start goes on that
+// far), worked out once.
 struct Shape {
     int offset;
+    bool keyed;
     uint32_t key;
 };
 const std::array<Shape, dak::kMessageCount>& Shapes()
@@ -211,7 +214,10 @@ const std::array<Shape, dak::kMessageCount>& Shapes()
         for (unsigned id = 0; id < dak::kMessageCount; ++id) {
             const std::string_view start = StartOf(id);
             const int offset = ManagerOffset(start);
-            made[id] = {offset, offset >= 0 ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
+            const bool keyed =
+                offset >= 0 &&
+                static_cast<size_t>(offset) + kManager.size() + sizeof(uint32_t) <= start.size();
+            made[id] = {offset, keyed, keyed ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
         }
         return made;
     }();
@@ -228,8 +234,8 @@ size_t StartIn(std::string_view clean, unsigned id, size_t manager, uint32_t key
         return Find(clean, start);
     }
     const auto offset = static_cast<size_t>(shape.offset);
-    if (manager == std::string_view::npos || shape.key != key || manager < offset ||
-        clean.compare(manager - offset, start.size(), start) != 0) {
+    if (manager == std::string_view::npos || (shape.keyed && shape.key != key) ||
+        manager < offset || clean.compare(manager - offset, start.size(), start) != 0) {
         return std::string_view::npos;
     }
     return manager - offset;
@@ -246,13 +252,16 @@ std::optional<Message> Recogniser::Foreign(std::string_view rest)
     // The message the line holds whole, else the one it agrees with furthest.
     LibraryMessage best;
     size_t bestAt = 0;
-    for (unsigned id = 0; id < dak::kMessageCount && !best.whole; ++id) {
+    // Of two whole, the one that starts first ("[[TC..." before "[TC...").
+    for (unsigned id = 0; id < dak::kMessageCount; ++id) {
         const size_t at = StartIn(clean, id, manager, key);
         LibraryMessage read;
         if (at == std::string_view::npos || !read.ReadAs(id, clean.substr(at))) {
             continue;
         }
-        if (!best.Known() || read.whole || read.reached > best.reached) {
+        const bool better = best.whole ? read.whole && at < bestAt
+                                       : read.whole || !best.Known() || read.reached > best.reached;
+        if (better) {
             best = read;
             bestAt = at;
         }
