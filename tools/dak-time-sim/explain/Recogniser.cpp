@@ -103,12 +103,8 @@ namespace {
 
 bool HoldsAHub(std::string_view text)
 {
-    for (const char* hub : kHubs) {
-        if (Holds(text, hub)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(kHubs.begin(), kHubs.end(),
+                       [text](const char* hub) { return Holds(text, hub); });
 }
 
 }  // namespace

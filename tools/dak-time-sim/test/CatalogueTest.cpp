@@ -203,13 +203,11 @@ std::string Printed(const std::string& name, const std::string& text)
 bool Emits(unsigned id, const dakhost::LogLine& line)
 {
     const dak::LogMessage& message = dak::kMessages[id];
-    for (const dak::LogEmission& emission : {message.first, message.second}) {
-        if (emission.level == line.level &&
-            static_cast<int>(emission.output) == static_cast<int>(line.via)) {
-            return true;
-        }
-    }
-    return false;
+    const auto emits = [&line](const dak::LogEmission& emission) {
+        return emission.level == line.level &&
+               static_cast<int>(emission.output) == static_cast<int>(line.via);
+    };
+    return emits(message.first) || emits(message.second);
 }
 
 TEST(Catalogue, EveryMessageTheLibraryLogsIsReadBackAsItself)
