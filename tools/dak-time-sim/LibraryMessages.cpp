@@ -1,6 +1,7 @@
 #include "LibraryMessages.h"
 
 #include <charconv>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -96,10 +97,15 @@ bool LibraryMessage::ReadAs(unsigned message, std::string_view text)
     id = message;
     whole = false;
     reached = 0;
+    // Colour sequences are skipped where a text holds any (a run's lines).
+    const bool coloured = std::memchr(text.data(), '\x1b', text.size()) != nullptr;
+    const auto skipColour = [coloured, text](size_t from) {
+        return coloured ? AfterColour(text, from) : from;
+    };
     size_t at = 0;
     size_t i = 0;
     while (i < format.size()) {
-        at = AfterColour(text, at);
+        at = skipColour(at);
         if (at >= text.size()) {
             return i >= startLength;  // cut short
         }
@@ -140,9 +146,9 @@ bool LibraryMessage::ReadAs(unsigned message, std::string_view text)
         reached = at;
     }
     // Nothing but blanks may follow a whole message.
-    at = AfterColour(text, at);
+    at = skipColour(at);
     while (at < text.size() && (text[at] == ' ' || text[at] == '\n' || text[at] == '\r')) {
-        at = AfterColour(text, at + 1);
+        at = skipColour(at + 1);
     }
     whole = at >= text.size();
     return true;

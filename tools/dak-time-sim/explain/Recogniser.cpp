@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <vector>
 
 #include "LibraryMessages.h"
 
@@ -25,9 +26,9 @@ Via ViaOf(dak::LogOutput output)
 // A line holds none of the library's messages unless it holds one of these
 // (most lines of a log do not: this is what they cost). Every message's
 // start holds one (the catalogue test checks it).
-constexpr std::array<const char*, 11> kHubs = {"Time",    "Stream", "Callback", "Create",
-                                               "ASSERT!", "Power",  "Factory",  "Dst",
-                                               "Mutex",   "clock",  "Clock"};
+constexpr std::array<std::string_view, 11> kHubs = {"Time",    "Stream", "Callback", "Create",
+                                                    "ASSERT!", "Power",  "Factory",  "Dst",
+                                                    "Mutex",   "clock",  "Clock"};
 
 // Where `part` is in `text`, found by its first byte: cheaper than a general
 // search for the short words of a log line.
@@ -103,8 +104,9 @@ namespace {
 
 bool HoldsAHub(std::string_view text)
 {
-    return std::any_of(kHubs.begin(), kHubs.end(),
-                       [text](const char* hub) { return Holds(text, hub); });
+    return std::any_of(kHubs.begin(), kHubs.end(), [text](std::string_view hub) {
+        return Find(text, hub) != std::string_view::npos;
+    });
 }
 
 }  // namespace
@@ -196,46 +198,75 @@ uint32_t MethodKey(std::string_view text, size_t manager)
     return key;
 }
 
-// Each message's ManagerOffset and method key (when its start goes on that
-// far), worked out once.
-struct Shape {
-    int offset;
-    bool keyed;
-    uint32_t key;
-};
-const std::array<Shape, dak::kMessageCount>& Shapes()
-{
-    static const std::array<Shape, dak::kMessageCount> shapes = [] {
-        std::array<Shape, dak::kMessageCount> made{};
+// The messages sorted for finding: those that start with the manager's
+// class name by their method key (or none, when the start is shorter), the
+// others under the first hub their start holds, with where it stands in it.
+struct Index {
+    struct Managed {
+        unsigned id;
+        std::string_view start;
+        size_t offset;  // of the class name in the start
+        bool keyed;
+        uint32_t key;
+    };
+    struct Hubbed {
+        unsigned id;
+        std::string_view start;
+        size_t hubAt;
+    };
+    std::vector<Managed> managed;
+    std::array<std::vector<Hubbed>, kHubs.size()> hubbed;
+
+    Index()
+    {
         for (unsigned id = 0; id < dak::kMessageCount; ++id) {
             const std::string_view start = StartOf(id);
             const int offset = ManagerOffset(start);
-            const bool keyed =
-                offset >= 0 &&
-                static_cast<size_t>(offset) + kManager.size() + sizeof(uint32_t) <= start.size();
-            made[id] = {offset, keyed, keyed ? MethodKey(start, static_cast<size_t>(offset)) : 0U};
+            if (offset >= 0) {
+                const auto at = static_cast<size_t>(offset);
+                const bool keyed = at + kManager.size() + sizeof(uint32_t) <= start.size();
+                managed.push_back({id, start, at, keyed, keyed ? MethodKey(start, at) : 0U});
+                continue;
+            }
+            for (size_t hub = 0; hub < kHubs.size(); ++hub) {
+                const size_t hubAt = start.find(kHubs[hub]);
+                if (hubAt != std::string_view::npos) {
+                    hubbed[hub].push_back({id, start, hubAt});
+                    break;
+                }
+            }
         }
-        return made;
-    }();
-    return shapes;
+    }
+};
+
+const Index& TheIndex()
+{
+    static const Index index;
+    return index;
 }
 
-// Where message `id` starts in `clean` (npos: nowhere); `manager` and `key`
-// say where the manager's class name stands and what follows it.
-size_t StartIn(std::string_view clean, unsigned id, size_t manager, uint32_t key)
-{
-    const Shape& shape = Shapes()[id];
-    const std::string_view start = StartOf(id);
-    if (shape.offset < 0) {
-        return Find(clean, start);
+// The message the line holds whole, else the one it agrees with furthest;
+// of two whole, the one that starts first ("[[TC..." before "[TC...").
+class BestReading {
+public:
+    void Try(unsigned id, std::string_view clean, size_t at)
+    {
+        LibraryMessage read;
+        if (!read.ReadAs(id, clean.substr(at))) {
+            return;
+        }
+        const bool better = best.whole
+                                ? read.whole && (at < bestAt || (at == bestAt && id < best.id))
+                                : read.whole || !best.Known() || read.reached > best.reached;
+        if (better) {
+            best = read;
+            bestAt = at;
+        }
     }
-    const auto offset = static_cast<size_t>(shape.offset);
-    if (manager == std::string_view::npos || (shape.keyed && shape.key != key) ||
-        manager < offset || clean.compare(manager - offset, start.size(), start) != 0) {
-        return std::string_view::npos;
-    }
-    return manager - offset;
-}
+
+    LibraryMessage best;
+    size_t bestAt = 0;
+};
 
 }  // namespace
 
@@ -243,25 +274,38 @@ std::optional<Message> Recogniser::Foreign(std::string_view rest)
 {
     DropColour(rest, m_clean);
     const std::string_view clean(m_clean);
+    const Index& index = TheIndex();
+    BestReading reading;
     const size_t manager = Find(clean, kManager);
-    const uint32_t key = manager == std::string_view::npos ? 0U : MethodKey(clean, manager);
-    // The message the line holds whole, else the one it agrees with furthest.
-    LibraryMessage best;
-    size_t bestAt = 0;
-    // Of two whole, the one that starts first ("[[TC..." before "[TC...").
-    for (unsigned id = 0; id < dak::kMessageCount; ++id) {
-        const size_t at = StartIn(clean, id, manager, key);
-        LibraryMessage read;
-        if (at == std::string_view::npos || !read.ReadAs(id, clean.substr(at))) {
-            continue;
-        }
-        const bool better = best.whole ? read.whole && at < bestAt
-                                       : read.whole || !best.Known() || read.reached > best.reached;
-        if (better) {
-            best = read;
-            bestAt = at;
+    if (manager != std::string_view::npos) {
+        const uint32_t key = MethodKey(clean, manager);
+        for (const Index::Managed& message : index.managed) {
+            if ((!message.keyed || message.key == key) && manager >= message.offset &&
+                clean.compare(manager - message.offset, message.start.size(), message.start) == 0) {
+                reading.Try(message.id, clean, manager - message.offset);
+            }
         }
     }
+    // A whole message of the manager's is the line's: the others are looked
+    // for only when there is none.
+    for (size_t hub = 0; hub < kHubs.size() && !reading.best.whole; ++hub) {
+        if (index.hubbed[hub].empty()) {
+            continue;
+        }
+        const std::string_view word = kHubs[hub];
+        for (size_t at = Find(clean, word); at != std::string_view::npos;
+             at = Find(clean, word, at + 1)) {
+            for (const Index::Hubbed& message : index.hubbed[hub]) {
+                const size_t from = at - message.hubAt;
+                if (at >= message.hubAt && clean[from] == message.start[0] &&
+                    clean.compare(from, message.start.size(), message.start) == 0) {
+                    reading.Try(message.id, clean, from);
+                }
+            }
+        }
+    }
+    const LibraryMessage& best = reading.best;
+    const size_t bestAt = reading.bestAt;
     if (!best.Known()) {
         return std::nullopt;
     }
