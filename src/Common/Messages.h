@@ -294,11 +294,12 @@ constexpr LogMessage kMessages[] = {
     {msg::kProfileSyncRtcEnd, "PrintProfiling", catalogue::kProfiling, catalogue::kNone},
     {msg::kReleaseTimeShort, "SetSystemTimeByReleaseTime", catalogue::kPrintF1, catalogue::kNone},
     {msg::kReleaseTime, "SetSystemTimeByReleaseTime", catalogue::kPrint1, catalogue::kNone},
-    // An assertion's "function" is the source folder the platform is given.
+    // An assertion's "function" is the source folder the platform is given;
+    // standard output's lines have none.
     {msg::kAssertObjectFactory, "", catalogue::kAssert, catalogue::kNone},
     {msg::kAssertRegistryMutex, "", catalogue::kAssert, catalogue::kNone},
     {msg::kAssertRegistryMap, "", catalogue::kAssert, catalogue::kNone},
-    {msg::kAssertFunction, "printf", catalogue::kStdout, catalogue::kNone},
+    {msg::kAssertFunction, "", catalogue::kStdout, catalogue::kNone},
     {msg::kDestroy, "~TCSystemTimeManager", catalogue::kPrint4, catalogue::kNone},
     {msg::kStepFailed, "t_ReportStepFailed", catalogue::kPrint1, catalogue::kNone},
     {msg::kEventSettingChanged, "t_OnEvent", catalogue::kPrint5, catalogue::kNone},

@@ -125,10 +125,13 @@ bool LibraryMessage::ReadAs(unsigned message, std::string_view text)
         const char letter = i < format.size() ? format[i++] : 's';
         const size_t first = at;
         if (letter == 's') {
-            // Up to where the format's next literal character stands.
-            const size_t end =
-                i < format.size() && format[i] != '%' ? text.find(format[i], at) : text.size();
-            at = end == std::string_view::npos ? text.size() : end;
+            // A name (the library prints names only): up to where the
+            // format's next literal character stands, never past a blank or
+            // a byte outside printable ASCII.
+            const char next = i < format.size() && format[i] != '%' ? format[i] : '\0';
+            while (at < text.size() && text[at] != next && text[at] > ' ' && text[at] <= '~') {
+                ++at;
+            }
         } else {
             if (letter == 'd' && text[at] == '-') {
                 ++at;
@@ -180,15 +183,9 @@ LibraryMessage Identify(std::string_view function, std::string_view text)
 {
     const Catalogue& catalogue = TheCatalogue();
     const auto found = catalogue.byFunction.find(function);
-    if (found != catalogue.byFunction.end()) {
-        const LibraryMessage known = IdentifyAmong(found->second, text);
-        if (known.Known()) {
-            return known;
-        }
-    }
-    // A function that logs none of these texts (standard output's lines
-    // have none): any message.
-    return IdentifyAmong(catalogue.all, text);
+    // A function the catalogue does not name (an assertion's source folder,
+    // a foreign line's unknown one): any message.
+    return IdentifyAmong(found == catalogue.byFunction.end() ? catalogue.all : found->second, text);
 }
 
 std::string_view StartOf(unsigned id)

@@ -48,8 +48,8 @@ private:
     size_t m_count = 0;
 };
 
-// The message `text` is, among those `function` logs (any function when it
-// logs none of them): the first whose format it fills whole, else the one
+// The message `text` is, among those `function` logs (any, when the
+// catalogue does not name the function): the first whose format it fills whole, else the one
 // it agrees with furthest (a line cut short, or run into another).
 LibraryMessage Identify(std::string_view function, std::string_view text);
 

@@ -84,8 +84,13 @@ void Rebuild::Line(uint64_t line, const std::optional<Stamp>& stamp, const Messa
         LibraryMessage known;
         if (message->id == kNoMessage || !known.ReadAs(message->id, message->line.text)) {
             known = LibraryMessage();
+            ++m_damaged;  // a line of the library's none of its messages starts
         }
         Read(message->line, known);
+        if (!known.Known() && message->line.function == "t_SetSystemTime"sv &&
+            message->line.via == dakhost::Via::Print && message->line.level == 1) {
+            m_copyArmed = true;  // a damaged setting line: its copy, next, tells it
+        }
     }
 }
 
@@ -195,7 +200,10 @@ void Rebuild::Read(const dakhost::LogLine& line, const LibraryMessage& known)
 {
     m_copyDue = m_copyArmed;  // only the next message can be the copy
     m_copyArmed = false;
-    m_maxLevel = std::max(m_maxLevel, line.level);
+    if (known.whole) {
+        // A line cut short or run into may not be of the level it seems.
+        m_maxLevel = std::max(m_maxLevel, line.level);
+    }
     const bool print = line.via == dakhost::Via::Print;
     // A table's lines end at the first that is neither the stream clock's
     // nor its reading of the base clock or of the system time.
