@@ -1,6 +1,9 @@
 #include "LibraryMessages.h"
 
+#include <array>
 #include <charconv>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <unordered_map>
@@ -193,14 +196,19 @@ std::string_view StartOf(unsigned id)
     return TheCatalogue().starts[id];
 }
 
-bool IsSecondCopy(unsigned id, dak::LogOutput output)
+std::string LibraryText(const char* format, ...)
 {
-    if (id >= dak::kMessageCount) {
-        return false;
+    std::array<char, 512> text{};
+    va_list values;
+    va_start(values, format);
+    const int length = std::vsnprintf(text.data(), text.size(), format, values);
+    va_end(values);
+    std::string written =
+        WithoutColour(std::string_view(text.data(), length < 0 ? 0U : static_cast<size_t>(length)));
+    while (!written.empty() && written.back() == '\n') {
+        written.pop_back();
     }
-    const dak::LogMessage& message = dak::kMessages[id];
-    return message.second.level != 0 && message.second.output == output &&
-           message.first.output != output;
+    return written;
 }
 
 }  // namespace daksim

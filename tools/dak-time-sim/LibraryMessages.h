@@ -57,8 +57,8 @@ LibraryMessage Identify(std::string_view function, std::string_view text);
 // and a final newline dropped: what a line must hold to be that message.
 std::string_view StartOf(unsigned id);
 
-// Whether `line`'s output is the second of a message written twice: the
-// readers read each message once.
-bool IsSecondCopy(unsigned id, dak::LogOutput output);
+// The text the library logs for message `format` with these values, colour
+// sequences and a final newline dropped (as the simulator prints it).
+std::string LibraryText(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace daksim

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "LibraryMessages.h"
 #include "Vocabulary.h"
 #include "Wording.h"
 
@@ -34,22 +35,32 @@ std::string Hours(uint64_t ms)
     return Duration(ms / 1000);
 }
 
-// The faults of the platform the library logs, by a text of each message.
-struct Fault {
-    const char* text;
-    Kind kind;
-};
-constexpr Fault kFaults[] = {
-    {"SetSystemClock UTC!failed", Kind::ClockRefused},
-    {"GetSystemTime]  UTC! failed", Kind::ClockUnreadable},
-    {"t_SetRTCTime] open fail", Kind::RtcUnwritable},
-    {"t_SetRTCTime] set fail", Kind::RtcUnwritable},
-    {"Send ret=0", Kind::SendRefused},
-    {"Mutex create failed", Kind::NotCreated},
-    {"alarm create failed", Kind::NotCreated},
-    {"start-up failed", Kind::NotCreated},
-    {"isn't Created", Kind::NotCreated},
-};
+// The fault of the platform a message of the library's tells, if any.
+std::optional<Kind> FaultOf(const LibraryMessage& known)
+{
+    namespace msg = dak::msg;
+    switch (known.id) {
+        case Id(msg::kClockRefused):
+            return Kind::ClockRefused;
+        case Id(msg::kClockReadFailed):
+            return Kind::ClockUnreadable;
+        case Id(msg::kRtcWriteOpenFail):
+        case Id(msg::kRtcWriteFail):
+            return Kind::RtcUnwritable;
+        case Id(msg::kSettingChanged):  // "received type:%d, Send ret=%d"
+        case Id(msg::kPresentationChanged):
+            return known.Number(1) == 0 ? std::optional<Kind>(Kind::SendRefused) : std::nullopt;
+        case Id(msg::kInitNoMutex):
+        case Id(msg::kStreamNoMutex):
+        case Id(msg::kInitNoAlarm):
+        case Id(msg::kInitUndone):
+        case Id(msg::kSetNotCreated):
+        case Id(msg::kNetNotCreated):
+            return Kind::NotCreated;
+        default:
+            return std::nullopt;
+    }
+}
 
 }  // namespace
 
@@ -126,11 +137,8 @@ void Findings::Log(const dakhost::LogLine& line, const At& at)
     if (line.via == dakhost::Via::PrintF) {
         return;  // the copy of a message logged twice
     }
-    for (const Fault& fault : kFaults) {
-        if (line.text.find(fault.text) != std::string::npos) {
-            Add(fault.kind, at.line);
-            return;
-        }
+    if (const auto fault = FaultOf(Identify(line.function, line.text))) {
+        Add(*fault, at.line);
     }
 }
 

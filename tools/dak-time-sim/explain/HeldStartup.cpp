@@ -1,6 +1,6 @@
 #include "HeldStartup.h"
 
-#include "LogFields.h"
+#include "LibraryMessages.h"
 #include "SystemTimeManager/TimeRules.h"
 
 namespace daksim::explain {
@@ -22,11 +22,12 @@ void HeldStartup::Begin(const Startup& startup, uint64_t line)
 void HeldStartup::Log(const dakhost::LogLine& line)
 {
     // Start-up's own question to the rules is the first after its summary.
-    if (line.function == "Init" && Has(line.text, "InitSystemTime")) {
+    const LibraryMessage known = Identify(line.function, line.text);
+    if (known.id == Id(dak::msg::kInitState) || known.id == Id(dak::msg::kInitRtcOverMax)) {
         m_startupPossible.reset();
         m_awaitPossible = true;
-    } else if (line.function == "t_IsPossibleUpdateTime" && m_awaitPossible) {
-        m_startupPossible = Has(line.text, "result=1");
+    } else if (known.id == Id(dak::msg::kPermitted) && m_awaitPossible) {
+        m_startupPossible = known.Number(1) == 1;  // "%s, result=%d"
         m_awaitPossible = false;
         m_replayDue = m_replayDue && *m_startupPossible;
     }

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "LibraryMessages.h"
 #include "Stamp.h"
 #include "TimeText.h"
 #include "Vocabulary.h"
@@ -96,9 +97,9 @@ void LogFeed::Watch(const Message& message, uint64_t number)
 {
     const dakhost::LogLine& line = message.line;
     if (line.function == "Init") {
-        const bool startup =
-            line.text.find("thread Create TCSystemTimeManger") != std::string::npos ||
-            line.text.find("isMasterPowerOn:") != std::string::npos;
+        const bool startup = message.id == Id(dak::msg::kInitTask) ||
+                             message.id == Id(dak::msg::kInitPower) ||
+                             message.id == Id(dak::msg::kInitPowerShort);
         if (startup && m_working && !m_simulator) {
             NewBoot(number);
         }

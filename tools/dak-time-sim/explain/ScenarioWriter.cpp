@@ -1,5 +1,6 @@
 #include "ScenarioWriter.h"
 
+#include "LibraryMessages.h"
 #include "LogFields.h"
 #include "SystemTimeManager/TimeRules.h"
 #include "Vocabulary.h"
@@ -243,19 +244,21 @@ void ScenarioWriter::Sync(const Decisions::Sync& sync, const At& at)
     Step("sync");
     if (clockFails) {
         Step("fail clockget 0");
-        Step("expect nolog \"rtcTime=\"");
+        Step("expect nolog \"" + std::string(StartOf(Id(dak::msg::kSyncClocks))) + "\"");
     }
     if (rtcFails) {
         if (RtcFault() == "fail rtcread 1") {
             Step("fail rtcread 0");
         }
-        Step("expect nolog \"rtcTime=\"");
+        Step("expect nolog \"" + std::string(StartOf(Id(dak::msg::kSyncClocks))) + "\"");
     }
     if (sync.system && sync.rtc) {
         const int64_t difference = *sync.system - *sync.rtc;
-        Step("expect log \"UTC=" + std::to_string(*sync.system) +
-             ", rtcTime=" + std::to_string(*sync.rtc) +
-             ", sub=" + std::to_string(difference < 0 ? -difference : difference) + "\"");
+        Step("expect log \"" +
+             LibraryText(dak::msg::kSyncClocks, static_cast<unsigned long>(*sync.system),
+                         static_cast<unsigned long>(*sync.rtc),
+                         static_cast<unsigned long>(difference < 0 ? -difference : difference)) +
+             "\"");
     }
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Findings.h"
+#include "LibraryMessages.h"
 #include "Wording.h"
 
 namespace daksim::explain {
@@ -73,9 +74,12 @@ TEST(ExplainFindingsDrift, OnlyFromCorrectionsHoursApart)
         << unsteady;
 }
 
-dakhost::LogLine Line(const std::string& text, dakhost::Via via = dakhost::Via::Print)
+// A line of message `format` as the library logs it, with `text`.
+dakhost::LogLine Line(const char* format, const std::string& text,
+                      dakhost::Via via = dakhost::Via::Print)
 {
     dakhost::LogLine line;
+    line.function = dak::MessageOf(format).function;
     line.level = 1;
     line.via = via;
     line.text = text;
@@ -85,21 +89,24 @@ dakhost::LogLine Line(const std::string& text, dakhost::Via via = dakhost::Via::
 TEST(ExplainFindingsFaults, EveryFaultOfThePlatformWithItsLines)
 {
     Findings findings(60);
-    const char* const faults[] = {
-        "[TCSystemTimeManager::t_SetSystemTime]  SetSystemClock UTC!failed, ret=7",
-        "[TCSystemTimeManager::GetSystemTime]  UTC! failed, ret=3",
-        "[TCSystemTimeManager::GetSystemTime]  UTC! failed, ret=3",
-        "[TCSystemTimeManager::t_SetRTCTime] set fail",
-        "[TCSystemTimeManager::OnVConfCallback] received type:1, Send ret=0",
-        "[TCSystemTimeManager::Init] Mutex create failed.",
-        "[TCSystemTimeManager::SetSystemTime] TCSystemTimeManager isn't Created",
+    namespace msg = dak::msg;
+    const dakhost::LogLine faults[] = {
+        Line(msg::kClockRefused, LibraryText(msg::kClockRefused, 7)),
+        Line(msg::kClockReadFailed, LibraryText(msg::kClockReadFailed, 3)),
+        Line(msg::kClockReadFailed, LibraryText(msg::kClockReadFailed, 3)),
+        Line(msg::kRtcWriteFail, LibraryText(msg::kRtcWriteFail)),
+        Line(msg::kSettingChanged, LibraryText(msg::kSettingChanged, 1, 0)),
+        Line(msg::kInitNoMutex, LibraryText(msg::kInitNoMutex)),
+        Line(msg::kSetNotCreated, LibraryText(msg::kSetNotCreated)),
     };
     uint64_t number = 40;
-    for (const char* text : faults) {
-        findings.Log(Line(text), AtSecond(++number, 0));
+    for (const dakhost::LogLine& line : faults) {
+        findings.Log(line, AtSecond(++number, 0));
     }
     // The copy of a message logged twice counts once.
-    findings.Log(Line(faults[0], dakhost::Via::PrintF), AtSecond(++number, 0));
+    dakhost::LogLine copy = faults[0];
+    copy.via = dakhost::Via::PrintF;
+    findings.Log(copy, AtSecond(++number, 0));
     EXPECT_EQ(findings.CountOf(Kind::ClockRefused), 1U);
     EXPECT_EQ(findings.CountOf(Kind::ClockUnreadable), 2U);
     EXPECT_EQ(findings.CountOf(Kind::RtcUnwritable), 1U);
