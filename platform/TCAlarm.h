@@ -30,7 +30,6 @@ protected:
                      unsigned long count);
 
 private:
-    friend struct TCAlarmAccess;  // the host platform's time control
     TCTask* m_target = nullptr;
     unsigned short m_eventId = 0;
     void* m_state = nullptr;  // timing state kept by the framework

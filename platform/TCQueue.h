@@ -31,14 +31,15 @@ protected:
     void Open();
     void Close();     // wakes the reader; later pushes fail
     bool WaitIdle();  // until empty and no handler running
-
-private:
-    friend struct TCQueueAccess;  // the host platform's posting path
-    bool PushAt(const TSEvent& event, bool front);
+    // Queues a copy of `event` addressed to `receiver`, at the front when
+    // `front`; false when the store is full or closed.
+    bool PushAt(const TSEvent& event, TCHandler* receiver, bool front);
+    bool HasEvents();
     // Closes the queue and drops what it holds; with `releaseBusy` the
     // handler now running no longer counts as pending work.
     void CloseAndDrop(bool releaseBusy);
 
+private:
     pthread_mutex_t m_qlock;
     pthread_cond_t m_qcond;
     TSEvent m_store[kCapacity];

@@ -3,8 +3,6 @@
 
 #include <pthread.h>
 
-#include <atomic>
-
 #include "PlatformExport.h"
 
 class DAK_PLATFORM_API TCRWLock {
@@ -20,9 +18,11 @@ public:
     void WUnlock();
 
 private:
-    friend struct TCRWLockAccess;  // the host platform's controls
-    pthread_rwlock_t m_lock;
-    std::atomic<int> m_readHolds{0};  // read holds taken and not yet released
+    pthread_mutex_t m_lock;
+    pthread_cond_t m_cond;
+    int m_readers = 0;      // read holds taken and not yet released
+    bool m_writer = false;  // the write hold is taken
+    int m_waiting = 0;      // threads waiting for a hold
 };
 
 // Scoped read hold; released on every way out of the scope.

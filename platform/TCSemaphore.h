@@ -1,7 +1,7 @@
 // Counting semaphore of the task framework.
 #pragma once
 
-#include <semaphore.h>
+#include <pthread.h>
 
 #include "PlatformExport.h"
 
@@ -20,5 +20,8 @@ public:
 
 private:
     unsigned long m_handle = 0;  // non-zero while created
-    sem_t m_sem{};
+    pthread_mutex_t m_lock{};
+    pthread_cond_t m_cond{};
+    unsigned int m_value = 0;
+    unsigned int m_waiters = 0;  // threads in Take waiting for a positive value
 };

@@ -45,6 +45,12 @@ public:
 
 private:
     void CheckEventHandler(const TSEvent* event) const;
+    // Queues a copy of `event` for this task, addressed to its own handler
+    // when it names none.
+    bool Deliver(const TSEvent& event, bool urgent);
+    // One turn taken on the calling thread for a task without a thread: its
+    // start the first time, then one event; false once its loop has ended.
+    bool TakeTurn(bool first);
 
     bool m_exitRequested = false;
     char m_name[32] = {};

@@ -1,24 +1,13 @@
-// Deterministic scheduling of the host platform's threads.
-//
-// Real scheduling (the default) leaves the threads to the workstation. Under
-// deterministic scheduling one simulated thread runs at a time:
-//
-// - With the fixed rule, tasks get no thread of their own. The thread that
-//   turned the mode on (the controller) runs on; the queued events are
-//   handled on it, task by task in creation order and each in queue order,
-//   when it waits for idle, lets the tasks run, moves virtual time or
-//   destroys a task. The framework does that part; this file only keeps the
-//   mode.
-// - With a seed, every task has its thread, but the threads pass one baton
-//   between them. At each point where the platform lets a thread block or
-//   post, the holder asks a generator seeded by the seed which runnable
-//   thread goes on; a thread that cannot go on (an empty queue, a taken
-//   semaphore or lock, a thread it joins, an idle it waits for) hands the
-//   baton to one that can. The seed also sets how often the holder keeps
-//   the baton when it may, so that a sweep of seeds sees threads run far
-//   ahead as well as switch often. The choice is std::mt19937 (its sequence
-//   is fixed by the C++ standard) reduced to a range by rejection here, so
-//   the same seed chooses alike on every library and word size.
+// The seeded scheduler (see Schedulers.h). At each point where the platform
+// lets a thread block or post, the baton holder asks a generator seeded by
+// the seed which runnable thread goes on; a thread that cannot go on (an
+// empty queue, a taken semaphore or lock, a thread it joins, an idle it
+// waits for) hands the baton to one that can. The seed also sets how often
+// the holder keeps the baton when it may, so that a sweep of seeds sees
+// threads run far ahead as well as switch often. The choice is std::mt19937
+// (its sequence is fixed by the C++ standard) reduced to a range by
+// rejection here, so the same seed chooses alike on every library and word
+// size.
 #include <sched.h>
 
 #include <atomic>
@@ -33,12 +22,9 @@
 #include <thread>
 #include <vector>
 
-#include "DakHostControl.h"
-#include "HostInternal.h"
+#include "Schedulers.h"
 
 namespace {
-
-using dakhost::detail::SchedulingMode;
 
 struct SimThread {
     const void* owner = nullptr;  // the TCThread; null for the controller
@@ -48,7 +34,9 @@ struct SimThread {
     const void* waitingOn = nullptr;
 };
 
-struct Scheduler {
+}  // namespace
+
+struct dakhost::kernel::SeededScheduler::State {
     std::mutex lock;
     // The controller first, then the threads in the order they were made.
     std::vector<std::unique_ptr<SimThread>> threads;
@@ -63,14 +51,11 @@ struct Scheduler {
     bool stuckReported = false;
 };
 
-std::atomic<SchedulingMode> g_mode{SchedulingMode::Real};
+namespace {
 
-Scheduler& S()
-{
-    static auto* const scheduler = new Scheduler;
-    return *scheduler;
-}
+using Scheduler = dakhost::kernel::SeededScheduler::State;
 
+// The calling thread's place among the simulated threads; null outside them.
 thread_local SimThread* tlsSim = nullptr;
 
 // A number below `n` (n > 0) from the generator, alike on every platform.
@@ -177,11 +162,6 @@ void ReportStuck(Scheduler& s)
     }
 }
 
-bool Cooperating()
-{
-    return g_mode.load(std::memory_order_relaxed) == SchedulingMode::Seeded && tlsSim != nullptr;
-}
-
 SimThread* Find(Scheduler& s, const void* owner)
 {
     for (const auto& thread : s.threads) {
@@ -194,24 +174,42 @@ SimThread* Find(Scheduler& s, const void* owner)
 
 }  // namespace
 
-namespace dakhost::detail {
+namespace dakhost::kernel {
 
-SchedulingMode Scheduling()
+SeededScheduler::SeededScheduler(uint32_t seed) : m_state(std::make_unique<State>())
 {
-    return g_mode.load(std::memory_order_relaxed);
+    State& s = *m_state;
+    auto controller = std::make_unique<SimThread>();
+    tlsSim = controller.get();
+    s.current = controller.get();
+    s.threads.push_back(std::move(controller));
+    s.seed = seed;
+    s.generator.seed(seed);
+    s.stayPercent = kStayPercents[Below(s.generator, std::size(kStayPercents))];
 }
 
-bool CooperativeThread()
+SeededScheduler::~SeededScheduler()
 {
-    return Cooperating();
+    tlsSim = nullptr;
 }
 
-void SchedulePoint()
+bool SeededScheduler::Cooperating() const
+{
+    return tlsSim != nullptr;
+}
+
+uint64_t SeededScheduler::Choices()
+{
+    const std::lock_guard<std::mutex> lock(m_state->lock);
+    return m_state->choices;
+}
+
+void SeededScheduler::Point()
 {
     if (!Cooperating()) {
         return;
     }
-    Scheduler& s = S();
+    State& s = *m_state;
     std::unique_lock<std::mutex> lock(s.lock);
     SimThread* next = Choose(s, tlsSim);
     if (next != nullptr) {
@@ -219,12 +217,9 @@ void SchedulePoint()
     }
 }
 
-void ScheduleBlock(const void* key)
+void SeededScheduler::Block(const void* key)
 {
-    if (!Cooperating()) {
-        return;
-    }
-    Scheduler& s = S();
+    State& s = *m_state;
     std::unique_lock<std::mutex> lock(s.lock);
     SimThread* self = tlsSim;
     self->runnable = false;
@@ -241,12 +236,34 @@ void ScheduleBlock(const void* key)
     AwaitTurn(s, lock, self);
 }
 
-void ScheduleWake(const void* key)
+// A simulated thread gives the baton away while it waits, holding no lock;
+// a thread outside the simulation waits on the condition.
+void SeededScheduler::Wait(pthread_mutex_t& lock, pthread_cond_t& cond, const void* key)
 {
-    if (Scheduling() != SchedulingMode::Seeded) {
+    if (!Cooperating()) {
+        pthread_cond_wait(&cond, &lock);
         return;
     }
-    Scheduler& s = S();
+    pthread_mutex_unlock(&lock);
+    Block(key);
+    pthread_mutex_lock(&lock);
+}
+
+void SeededScheduler::Wait(std::unique_lock<std::mutex>& lock, std::condition_variable& cond,
+                           const void* key)
+{
+    if (!Cooperating()) {
+        cond.wait(lock);
+        return;
+    }
+    lock.unlock();
+    Block(key);
+    lock.lock();
+}
+
+void SeededScheduler::Wake(const void* key)
+{
+    State& s = *m_state;
     const std::lock_guard<std::mutex> lock(s.lock);
     for (const auto& thread : s.threads) {
         if (!thread->runnable && thread->waitingOn == key) {
@@ -256,12 +273,12 @@ void ScheduleWake(const void* key)
     }
 }
 
-void ScheduleAdopt(const void* owner)
+void SeededScheduler::Adopt(const void* owner)
 {
     if (!Cooperating()) {
         return;
     }
-    Scheduler& s = S();
+    State& s = *m_state;
     const std::lock_guard<std::mutex> lock(s.lock);
     // An object made where an ended thread's object was takes its place.
     for (auto it = s.threads.begin(); it != s.threads.end(); ++it) {
@@ -275,12 +292,9 @@ void ScheduleAdopt(const void* owner)
     s.threads.push_back(std::move(thread));
 }
 
-void ScheduleEnter(const void* owner)
+void SeededScheduler::Begin(const void* owner)
 {
-    if (Scheduling() != SchedulingMode::Seeded) {
-        return;
-    }
-    Scheduler& s = S();
+    State& s = *m_state;
     std::unique_lock<std::mutex> lock(s.lock);
     SimThread* self = Find(s, owner);
     if (self == nullptr) {
@@ -290,12 +304,12 @@ void ScheduleEnter(const void* owner)
     AwaitTurn(s, lock, self);
 }
 
-void ScheduleLeave()
+void SeededScheduler::End()
 {
     if (tlsSim == nullptr) {
         return;
     }
-    Scheduler& s = S();
+    State& s = *m_state;
     const std::lock_guard<std::mutex> lock(s.lock);
     SimThread* self = tlsSim;
     tlsSim = nullptr;
@@ -316,12 +330,12 @@ void ScheduleLeave()
     }
 }
 
-void ScheduleJoin(const void* owner)
+void SeededScheduler::Join(const void* owner)
 {
     if (!Cooperating()) {
         return;
     }
-    Scheduler& s = S();
+    State& s = *m_state;
     for (;;) {
         {
             const std::lock_guard<std::mutex> lock(s.lock);
@@ -330,13 +344,13 @@ void ScheduleJoin(const void* owner)
                 return;
             }
         }
-        ScheduleBlock(owner);
+        Block(owner);
     }
 }
 
-void ScheduleForget(const void* owner)
+void SeededScheduler::Forget(const void* owner)
 {
-    Scheduler& s = S();
+    State& s = *m_state;
     const std::lock_guard<std::mutex> lock(s.lock);
     for (auto it = s.threads.begin(); it != s.threads.end(); ++it) {
         if ((*it)->owner == owner && owner != nullptr) {
@@ -346,64 +360,4 @@ void ScheduleForget(const void* owner)
     }
 }
 
-}  // namespace dakhost::detail
-
-namespace dakhost {
-
-bool UseDeterministicScheduling(std::optional<uint32_t> seed)
-{
-    if (TaskCount() != 0 || AlarmCount() != 0) {
-        return false;
-    }
-    Scheduler& s = S();
-    const std::lock_guard<std::mutex> lock(s.lock);
-    s.threads.clear();
-    auto controller = std::make_unique<SimThread>();
-    tlsSim = controller.get();
-    s.current = controller.get();
-    s.threads.push_back(std::move(controller));
-    s.seed = seed.value_or(0);
-    s.generator.seed(s.seed);
-    s.stayPercent = kStayPercents[Below(s.generator, std::size(kStayPercents))];
-    s.choices = 0;
-    s.stuckReported = false;
-    g_mode.store(seed ? detail::SchedulingMode::Seeded : detail::SchedulingMode::Fixed);
-    return true;
-}
-
-bool UseRealScheduling()
-{
-    if (TaskCount() != 0 || AlarmCount() != 0) {
-        return false;
-    }
-    Scheduler& s = S();
-    const std::lock_guard<std::mutex> lock(s.lock);
-    g_mode.store(detail::SchedulingMode::Real);
-    s.threads.clear();
-    s.current = nullptr;
-    tlsSim = nullptr;
-    return true;
-}
-
-uint64_t SchedulingChoices()
-{
-    Scheduler& s = S();
-    const std::lock_guard<std::mutex> lock(s.lock);
-    return s.choices;
-}
-
-void LetTasksRun()
-{
-    switch (detail::Scheduling()) {
-        case detail::SchedulingMode::Fixed:
-            detail::WaitNoPending();
-            break;
-        case detail::SchedulingMode::Seeded:
-            detail::SchedulePoint();
-            break;
-        case detail::SchedulingMode::Real:
-            break;
-    }
-}
-
-}  // namespace dakhost
+}  // namespace dakhost::kernel

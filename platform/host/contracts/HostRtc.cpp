@@ -20,6 +20,7 @@
 #include "DakHostControl.h"
 #include "DakOs.h"
 #include "HostInternal.h"
+#include "VirtualClock.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ constexpr int64_t kInitialUtcMs = 1704067200LL * 1000;  // 2024-01-01T00:00:00Z
 constexpr int kMaxFakeDescriptors = 16;
 
 std::mutex g_rtcLock;
-int64_t g_rtcMs = kInitialUtcMs;
+// A view of the kernel's clock, so that Advance() moves it.
+dakhost::kernel::ClockView g_rtc{kInitialUtcMs};
 bool g_rtcPresent = true;
 bool g_rtcFake = true;
 bool g_failRead = false;
@@ -119,7 +121,7 @@ int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
         if (g_rtcRaw) {
             *static_cast<rtc_time*>(arg) = g_rtcRawTime;
         } else {
-            FillRtcTime(g_rtcMs, static_cast<rtc_time*>(arg));
+            FillRtcTime(g_rtc.Ms(), static_cast<rtc_time*>(arg));
         }
         return 0;
     }
@@ -138,7 +140,7 @@ int RtcIoctl(int fd, unsigned long request, void* arg, bool* handled)
             errno = EINVAL;
             return -1;
         }
-        g_rtcMs = UtcOfRtcTime(time) * 1000;
+        g_rtc.Set(UtcOfRtcTime(time) * 1000);
         g_rtcRaw = false;
         ++g_rtcWrites;
         return 0;
@@ -228,16 +230,10 @@ int close(int fd)
 
 namespace dakhost::detail {
 
-void MoveRtcMs(uint64_t ms)
-{
-    const RtcLock lock(g_rtcLock);
-    g_rtcMs += static_cast<int64_t>(ms);  // raw registers stand still
-}
-
 void ResetRtc()
 {
     const RtcLock lock(g_rtcLock);
-    g_rtcMs = kInitialUtcMs;
+    g_rtc.Set(kInitialUtcMs);
     g_rtcPresent = true;
     g_rtcFake = true;
     g_failRead = false;
@@ -253,7 +249,7 @@ namespace dakhost {
 void SetRtc(int64_t utc)
 {
     const RtcLock lock(g_rtcLock);
-    g_rtcMs = utc * 1000;
+    g_rtc.Set(utc * 1000);
     g_rtcRaw = false;
 }
 
@@ -275,7 +271,7 @@ int64_t Rtc()
         return dakhost::UtcFromCivil(year, month, g_rtcRawTime.tm_mday, g_rtcRawTime.tm_hour,
                                      g_rtcRawTime.tm_min, g_rtcRawTime.tm_sec);
     }
-    return FloorDiv64(g_rtcMs, 1000);
+    return FloorDiv64(g_rtc.Ms(), 1000);
 }
 
 void SetRtcPresent(bool present)

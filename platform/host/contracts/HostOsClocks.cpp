@@ -20,6 +20,7 @@
 #include "DakHostControl.h"
 #include "DakOs.h"
 #include "HostInternal.h"
+#include "VirtualClock.h"
 
 namespace {
 
@@ -31,7 +32,8 @@ struct OsClocks {
     std::mutex lock;
     std::atomic<int> monotonicFault{0};  // errno of a failing clock_gettime, 0: works
     int processFault = 0;                // errno of a failing gettimeofday/time, 0: works
-    std::optional<int64_t> processMs;    // virtual process clock; none: the machine's
+    // Virtual process clock, a view of the kernel's clock; none: the machine's.
+    std::optional<dakhost::kernel::ClockView> process;
 };
 
 OsClocks& C()
@@ -79,7 +81,9 @@ int gettimeofday(timeval* now)
             errno = c.processFault;
             return -1;
         }
-        virtualMs = c.processMs;
+        if (c.process) {
+            virtualMs = c.process->Ms();
+        }
     }
     if (!virtualMs) {
         return ::gettimeofday(now, nullptr);
@@ -108,22 +112,13 @@ time_t time(time_t* now)
 
 namespace dakhost::detail {
 
-void MoveProcessClockMs(uint64_t ms)
-{
-    OsClocks& c = C();
-    const std::lock_guard<std::mutex> lock(c.lock);
-    if (c.processMs) {
-        *c.processMs += static_cast<int64_t>(ms);
-    }
-}
-
 void ResetOsClocks()
 {
     OsClocks& c = C();
     const std::lock_guard<std::mutex> lock(c.lock);
     c.monotonicFault.store(0);
     c.processFault = 0;
-    c.processMs.reset();
+    c.process.reset();
 }
 
 }  // namespace dakhost::detail
@@ -132,13 +127,13 @@ namespace dakhost {
 
 uint64_t MonotonicMs()
 {
-    if (detail::VirtualTimeOn()) {
-        return kMonotonicStartMs + detail::VirtualNowMs();
+    if (kernel::VirtualTimeOn()) {
+        return kMonotonicStartMs + kernel::NowMs();
     }
     timespec real{};
     (void)::clock_gettime(CLOCK_MONOTONIC, &real);
     return static_cast<uint64_t>(real.tv_sec) * 1000 +
-           static_cast<uint64_t>(real.tv_nsec) / 1000000 + detail::VirtualNowMs();
+           static_cast<uint64_t>(real.tv_nsec) / 1000000 + kernel::NowMs();
 }
 
 void FailMonotonic(int code)
@@ -152,14 +147,20 @@ void SetProcessClock(std::optional<int64_t> utcMs)
 {
     OsClocks& c = C();
     const std::lock_guard<std::mutex> lock(c.lock);
-    c.processMs = utcMs;
+    c.process.reset();
+    if (utcMs) {
+        c.process.emplace(*utcMs);
+    }
 }
 
 std::optional<int64_t> ProcessClock()
 {
     OsClocks& c = C();
     const std::lock_guard<std::mutex> lock(c.lock);
-    return c.processMs;
+    if (!c.process) {
+        return std::nullopt;
+    }
+    return c.process->Ms();
 }
 
 void FailProcessClock(int code)

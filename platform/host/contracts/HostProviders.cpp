@@ -13,9 +13,11 @@
 
 #include "BPTime.h"
 #include "DakHostControl.h"
+#include "Framework.h"
 #include "HostInternal.h"
 #include "IVConfCallbackSubscriber.h"
 #include "PlatformExport.h"
+#include "Scheduler.h"
 #include "TCAgentMgr.h"
 #include "TCFactoryProvider.h"
 #include "TCObjectFactory.h"
@@ -25,6 +27,7 @@
 #include "TCVConfProvider.h"
 #include "TIAgent.h"
 #include "TIEventManager.h"
+#include "VirtualClock.h"
 
 namespace {
 
@@ -92,7 +95,8 @@ struct Providers {
     HostEventManager eventManager;
     std::vector<dakhost::SignalRecord> signals;
 
-    uint64_t platformClockMs = static_cast<uint64_t>(kInitialUtc) * 1000U;
+    // A view of the kernel's clock, so that Advance() moves it.
+    dakhost::kernel::ClockView platformClock{kInitialUtc * 1000};
     int failClockGet = 0;
     int failClockSet = 0;
 
@@ -203,11 +207,11 @@ void CallBack(int param, int value)
                     --entry.inFlight;
                 }
                 p.callbackDone.notify_all();
-                dakhost::detail::ScheduleWake(&p.callbackDone);
+                dakfw::Turns().Wake(&p.callbackDone);
             }
         };
         const InFlight counted{p, *entry};
-        dakhost::detail::SchedulePoint();
+        dakfw::Turns().Point();
         entry->subscriber->OnVConfCallback(
             static_cast<IVConfCallbackSubscriber::EVConfParam>(param), &data);
     }
@@ -322,13 +326,10 @@ void TCVConfCallbackManager::UnSubscribe(IVConfCallbackSubscriber::EVConfParam p
     // thread is inside cannot be waited for.
     const auto own =
         static_cast<int>(std::count(tlsCallbacks.begin(), tlsCallbacks.end(), entry.get()));
-    // A simulated thread that waits lets the callback's thread go on.
-    while (dakhost::detail::CooperativeThread() && entry->inFlight > own) {
-        lock.unlock();
-        dakhost::detail::ScheduleBlock(&p.callbackDone);
-        lock.lock();
+    dakfw::Scheduler& turns = dakfw::Turns();
+    while (entry->inFlight > own) {
+        turns.Wait(lock, p.callbackDone, &p.callbackDone);
     }
-    p.callbackDone.wait(lock, [&entry, own] { return entry->inFlight <= own; });
 }
 
 // ---- factory options, power, object factory ----------------------------------------
@@ -426,7 +427,8 @@ extern "C" int BPTime_get_current_time(unsigned long* utc)
     if (utc == nullptr) {
         return -1;
     }
-    *utc = static_cast<unsigned long>(static_cast<uint32_t>(p.platformClockMs / 1000U));
+    *utc = static_cast<unsigned long>(
+        static_cast<uint32_t>(static_cast<uint64_t>(p.platformClock.Ms()) / 1000U));
     return 0;
 }
 
@@ -438,7 +440,7 @@ extern "C" int BPTime_set_current_time(unsigned long utc)
         const std::lock_guard<std::mutex> lock(p.lock);
         result = p.failClockSet;
         if (result == 0) {
-            p.platformClockMs = static_cast<uint64_t>(static_cast<uint32_t>(utc)) * 1000U;
+            p.platformClock.Set(static_cast<int64_t>(static_cast<uint32_t>(utc)) * 1000);
         }
     }
     if (dakhost::Observer* observer = dakhost::detail::CurrentObserver()) {
@@ -498,7 +500,7 @@ void ResetProviders()
         p.region = Region::KR;
         p.eventManagerPresent = true;
         p.signals.clear();
-        p.platformClockMs = static_cast<uint64_t>(kInitialUtc) * 1000U;
+        p.platformClock.Set(kInitialUtc * 1000);
         p.failClockGet = 0;
         p.failClockSet = 0;
         p.registerCalls = static_cast<int>(p.registered.size());
@@ -506,13 +508,6 @@ void ResetProviders()
     }
     SetTimeZoneAgent(AgentMode::None);
     SetTimeUpdateAgent(AgentMode::None);
-}
-
-void MovePlatformClockMs(uint64_t ms)
-{
-    Providers& p = P();
-    const std::lock_guard<std::mutex> lock(p.lock);
-    p.platformClockMs += ms;
 }
 
 }  // namespace dakhost::detail
@@ -632,7 +627,8 @@ void SetTimeUpdateAgent(AgentMode mode)
 
 int AgentReadHolds()
 {
-    return detail::ReadHolds(TCAgentMgr::Instance()->m_agentLock);
+    // The agent registry's lock is the one reader/writer lock there is.
+    return dakfw::ReadHolds();
 }
 
 void SetEventManagerPresent(bool present)
@@ -653,14 +649,14 @@ void SetPlatformClock(uint32_t utc)
 {
     Providers& p = P();
     const std::lock_guard<std::mutex> lock(p.lock);
-    p.platformClockMs = static_cast<uint64_t>(utc) * 1000U;
+    p.platformClock.Set(static_cast<int64_t>(utc) * 1000);
 }
 
 uint32_t PlatformClock()
 {
     Providers& p = P();
     const std::lock_guard<std::mutex> lock(p.lock);
-    return static_cast<uint32_t>(p.platformClockMs / 1000U);
+    return static_cast<uint32_t>(static_cast<uint64_t>(p.platformClock.Ms()) / 1000U);
 }
 
 void FailClockGet(int code)

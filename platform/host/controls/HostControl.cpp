@@ -4,7 +4,9 @@
 #include <ctime>
 
 #include "DakHostControl.h"
+#include "Framework.h"
 #include "HostInternal.h"
+#include "VirtualClock.h"
 
 namespace {
 
@@ -32,13 +34,16 @@ void SetObserver(Observer* observer)
 
 void Reset()
 {
+    // The clocks below are views of the kernel's: it restarts first.
+    kernel::Restart();
     setenv("TZ", "UTC0", 1);
     tzset();
     detail::ResetProviders();
     detail::ResetRtc();
     detail::ResetOsClocks();
-    detail::ResetFrameworkFaults();
-    detail::RestartAlarmPeriods();
+    dakfw::InjectedFaults().send = false;
+    dakfw::InjectedFaults().mutexCreate = false;
+    dakfw::InjectedFaults().taskCreate = false;
     detail::ResetLogs();
 }
 
