@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <ctime>
 
+#include "Calendar.h"
 #include "Common/DakLog.h"
 #include "DakOs.h"
-#include "SystemTimeManager/RtcCalendar.h"
 #include "SystemTimeManager/TCSystemTimeManager.h"
 #include "TCTimeUtility.h"
 
@@ -50,7 +50,7 @@ bool TCSystemTimeManager::t_GetRTCTime(unsigned long* utc)
     // Registers that cannot be a time from 1970 to 2105 (a dead battery, a
     // corrupted chip) are a failed read: converted, they would wrap into the
     // valid range and be taken for a time.
-    if (!dak::IsRtcReadingValid(rtcTm)) {
+    if (!dakcal::IsRtcReadingValid(rtcTm)) {
         DAK_LOG(dak::msg::kRtcReadInvalid, rtcTm.tm_year, rtcTm.tm_mon, rtcTm.tm_mday,
                 rtcTm.tm_hour, rtcTm.tm_min, rtcTm.tm_sec);
         return false;

@@ -12,8 +12,8 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include "Calendar.h"
 #include "IVConfCallbackSubscriber.h"
-#include "SystemTimeManager/RtcCalendar.h"
 #include "SystemTimeManager/TimeRules.h"
 #include "TCAlarm.h"
 #include "TCMutex.h"
@@ -57,8 +57,8 @@ public:
     // Hardware clock access and the calendar arithmetic of the library.
     static bool t_GetRTCTime(unsigned long* utc);
     static bool t_SetRTCTime(unsigned long utc);
-    static unsigned long t_ConvertRTCToUTC(rtc_time tm) { return dak::RtcToUtc(tm); }
-    static unsigned long t_ConvertYearToUTC(int year) { return dak::YearToUtc(year); }
+    static unsigned long t_ConvertRTCToUTC(rtc_time tm) { return dakcal::RtcToUtc(tm); }
+    static unsigned long t_ConvertYearToUTC(int year) { return dakcal::YearToUtc(year); }
 
     // Update permission rules over the stored reason.
     static bool t_IsPossibleUpdateTime(ETimeSettingType type);

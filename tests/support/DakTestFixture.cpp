@@ -1,5 +1,6 @@
 #include "DakTestFixture.h"
 
+#include "Calendar.h"
 #include "TIStreamClock.h"
 #include "TISystemTimeManager.h"
 
@@ -35,7 +36,7 @@ bool HasLog(const std::string& text, int level, int via)
 
 uint32_t Utc(int year, int month, int day, int hour, int minute, int second)
 {
-    return static_cast<uint32_t>(dakhost::UtcFromCivil(year, month, day, hour, minute, second));
+    return static_cast<uint32_t>(dakcal::UtcFromCivil(year, month, day, hour, minute, second));
 }
 
 }  // namespace daktest

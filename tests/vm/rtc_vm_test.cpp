@@ -28,6 +28,7 @@
 #include <optional>
 #include <string>
 
+#include "Calendar.h"
 #include "DakHostControl.h"
 #include "TISystemTimeManager.h"
 #include "TimeSettingTypes.h"
@@ -58,13 +59,13 @@ void Check(bool ok, const std::string& what)
 
 int64_t Utc(int year, int month, int day, int hour, int minute, int second)
 {
-    return dakhost::UtcFromCivil(year, month, day, hour, minute, second);
+    return dakcal::UtcFromCivil(year, month, day, hour, minute, second);
 }
 
 std::string Text(int64_t utc)
 {
     tm civil{};
-    dakhost::CivilFromUtc(utc, &civil);
+    dakcal::CivilFromUtc(utc, &civil);
     char buffer[32];
     std::strftime(buffer, sizeof buffer, "%Y-%m-%dT%H:%M:%SZ", &civil);
     return std::string(buffer) + " (" + std::to_string(utc) + ")";
@@ -96,7 +97,7 @@ std::optional<int64_t> DeviceRead()
 bool DeviceWrite(int64_t utc)
 {
     tm civil{};
-    dakhost::CivilFromUtc(utc, &civil);
+    dakcal::CivilFromUtc(utc, &civil);
     rtc_time time{civil.tm_sec,  civil.tm_min,  civil.tm_hour,
                   civil.tm_mday, civil.tm_mon,  civil.tm_year,
                   civil.tm_wday, civil.tm_yday, 0};

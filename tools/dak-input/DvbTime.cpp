@@ -3,12 +3,12 @@
 #include <array>
 #include <cstdio>
 
+#include "Calendar.h"
+
 namespace dakinput {
 
 namespace {
 
-constexpr int64_t kMjdOf1970 = 40587;  // 1970-01-01
-constexpr int64_t kSecondsPerDay = 86400;
 // An MJD field below this counts from 0x10000 (2038-04-22 on).
 constexpr uint32_t kMjdRollover = 0x8000;
 constexpr int64_t kMjdWrap = 0x10000;
@@ -42,7 +42,7 @@ std::optional<int64_t> MjdBcdToUtc(uint64_t field)
         return std::nullopt;
     }
     const int64_t mjd = mjdField < kMjdRollover ? mjdField + kMjdWrap : int64_t{mjdField};
-    return (mjd - kMjdOf1970) * kSecondsPerDay + int64_t{*hours} * 3600 + int64_t{*minutes} * 60 +
+    return dakcal::UtcFromMjd(mjd) + int64_t{*hours} * 3600 + int64_t{*minutes} * 60 +
            int64_t{*seconds};
 }
 
@@ -59,14 +59,8 @@ std::optional<int32_t> BcdHhmmToMinutes(uint16_t field)
 uint64_t UtcToMjdBcd(int64_t utc)
 {
     // Days and seconds rounded down, also before 1970.
-    int64_t days = utc / kSecondsPerDay;
-    int64_t second = utc % kSecondsPerDay;
-    if (second < 0) {
-        second += kSecondsPerDay;
-        --days;
-    }
-    const auto mjd = static_cast<uint64_t>(days + kMjdOf1970) & 0xFFFFU;
-    const auto s = static_cast<uint32_t>(second);
+    const auto mjd = static_cast<uint64_t>(dakcal::MjdFromUtc(utc)) & 0xFFFFU;
+    const auto s = static_cast<uint32_t>(dakcal::FloorMod(utc, dakcal::kSecondsPerDay));
     return (mjd << 24U) | (static_cast<uint64_t>(ToBcd2(s / 3600U)) << 16U) |
            (static_cast<uint64_t>(ToBcd2(s / 60U % 60U)) << 8U) | ToBcd2(s % 60U);
 }
@@ -79,28 +73,14 @@ uint16_t MinutesToBcdHhmm(int32_t minutes)
 
 std::string UtcText(int64_t utc)
 {
-    int64_t days = utc / kSecondsPerDay;
-    int64_t second = utc % kSecondsPerDay;
-    if (second < 0) {
-        second += kSecondsPerDay;
-        --days;
-    }
-    // Days to the proleptic Gregorian calendar, in eras of 400 years from
-    // 0000-03-01.
-    const int64_t z = days + 719468;
-    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-    const int64_t doe = z - era * 146097;
-    const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const int64_t mp = (5 * doy + 2) / 153;
-    const int64_t day = doy - (153 * mp + 2) / 5 + 1;
-    const int64_t month = mp < 10 ? mp + 3 : mp - 9;
-    const int64_t year = yoe + era * 400 + (month <= 2 ? 1 : 0);
+    const int64_t second = dakcal::FloorMod(utc, dakcal::kSecondsPerDay);
+    const dakcal::CivilDate date =
+        dakcal::CivilFromDays(dakcal::FloorDiv(utc, dakcal::kSecondsPerDay));
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lldZ",
-                  static_cast<long long>(year), static_cast<long long>(month),
-                  static_cast<long long>(day), static_cast<long long>(second / 3600),
-                  static_cast<long long>(second / 60 % 60), static_cast<long long>(second % 60));
+    std::snprintf(text.data(), text.size(), "%04lld-%02d-%02dT%02lld:%02lld:%02lldZ",
+                  static_cast<long long>(date.year), date.month, date.day,
+                  static_cast<long long>(second / 3600), static_cast<long long>(second / 60 % 60),
+                  static_cast<long long>(second % 60));
     return text.data();
 }
 

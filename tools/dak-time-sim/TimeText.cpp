@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "DakHostControl.h"
+#include "Calendar.h"
 
 namespace daksim {
 
@@ -29,7 +29,7 @@ int64_t Digits(std::string_view text, size_t pos, size_t count)
 std::string IsoFromUtc(int64_t utc)
 {
     tm civil{};
-    dakhost::CivilFromUtc(utc, &civil);
+    dakcal::CivilFromUtc(utc, &civil);
     std::array<char, 64> buffer{};
     std::snprintf(buffer.data(), buffer.size(), "%04lld-%02d-%02dT%02d:%02d:%02dZ",
                   static_cast<long long>(civil.tm_year) + 1900, civil.tm_mon + 1, civil.tm_mday,
@@ -55,12 +55,12 @@ std::optional<int64_t> UtcFromIso(std::string_view text)
         minute > 59 || second < 0 || second > 59) {
         return std::nullopt;
     }
-    const int64_t utc = dakhost::UtcFromCivil(year, static_cast<int>(month), static_cast<int>(day),
-                                              static_cast<int>(hour), static_cast<int>(minute),
-                                              static_cast<int>(second));
+    const int64_t utc = dakcal::UtcFromCivil(year, static_cast<int>(month), static_cast<int>(day),
+                                             static_cast<int>(hour), static_cast<int>(minute),
+                                             static_cast<int>(second));
     // A day past the month's end comes back as a day of the next month.
     tm civil{};
-    dakhost::CivilFromUtc(utc, &civil);
+    dakcal::CivilFromUtc(utc, &civil);
     if (civil.tm_mday != day) {
         return std::nullopt;
     }

@@ -1,5 +1,5 @@
 // Calendar conversions for the simulator: UTC seconds <-> "YYYY-MM-DDTHH:MM:SSZ",
-// in the host platform's calendar (dakhost::UtcFromCivil, dakhost::CivilFromUtc).
+// in the project's calendar (Calendar.h).
 #pragma once
 
 #include <cstdint>

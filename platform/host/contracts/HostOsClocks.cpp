@@ -17,6 +17,7 @@
 #include <mutex>
 #include <optional>
 
+#include "Calendar.h"
 #include "DakHostControl.h"
 #include "DakOs.h"
 #include "HostInternal.h"
@@ -40,11 +41,6 @@ OsClocks& C()
 {
     static OsClocks clocks;
     return clocks;
-}
-
-int64_t FloorDiv(int64_t value, int64_t by)
-{
-    return value / by - ((value % by < 0) ? 1 : 0);
 }
 
 }  // namespace
@@ -92,9 +88,9 @@ int gettimeofday(timeval* now)
         errno = EFAULT;
         return -1;
     }
-    now->tv_sec = static_cast<time_t>(FloorDiv(*virtualMs, 1000));
+    now->tv_sec = static_cast<time_t>(dakcal::FloorDiv(*virtualMs, 1000));
     now->tv_usec =
-        static_cast<suseconds_t>((*virtualMs - FloorDiv(*virtualMs, 1000) * 1000) * 1000);
+        static_cast<suseconds_t>((*virtualMs - dakcal::FloorDiv(*virtualMs, 1000) * 1000) * 1000);
     return 0;
 }
 

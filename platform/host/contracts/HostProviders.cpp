@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "BPTime.h"
+#include "Calendar.h"
 #include "DakHostControl.h"
 #include "Framework.h"
 #include "HostInternal.h"
@@ -413,7 +414,7 @@ bool TCTimeUtility::BinaryToDate(unsigned long utc, tm* date)
     if (date == nullptr) {
         return false;
     }
-    dakhost::CivilFromUtc(static_cast<int64_t>(static_cast<uint64_t>(utc)), date);
+    dakcal::CivilFromUtc(static_cast<int64_t>(static_cast<uint64_t>(utc)), date);
     return true;
 }
 

@@ -17,6 +17,7 @@
 #include <mutex>
 #include <optional>
 
+#include "Calendar.h"
 #include "DakHostControl.h"
 #include "DakOs.h"
 #include "HostInternal.h"
@@ -48,15 +49,6 @@ bool g_fakeFdUsed[kMaxFakeDescriptors] = {};
 
 using RtcLock = std::lock_guard<std::mutex>;
 
-int64_t FloorDiv64(int64_t value, int64_t by)
-{
-    int64_t quotient = value / by;
-    if (value % by < 0) {
-        --quotient;
-    }
-    return quotient;
-}
-
 bool IsRtcPath(const char* path)
 {
     return path != nullptr && std::strcmp(path, kRtcPath) == 0;
@@ -75,7 +67,7 @@ int FakeSlot(int fd)
 void FillRtcTime(int64_t ms, rtc_time* out)
 {
     tm civil{};
-    dakhost::CivilFromUtc(FloorDiv64(ms, 1000), &civil);
+    dakcal::CivilFromUtc(dakcal::FloorDiv(ms, 1000), &civil);
     *out = rtc_time{civil.tm_sec,  civil.tm_min,  civil.tm_hour,
                     civil.tm_mday, civil.tm_mon,  civil.tm_year,
                     civil.tm_wday, civil.tm_yday, 0};
@@ -83,8 +75,8 @@ void FillRtcTime(int64_t ms, rtc_time* out)
 
 int64_t UtcOfRtcTime(const rtc_time& time)
 {
-    return dakhost::UtcFromCivil(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday,
-                                 time.tm_hour, time.tm_min, time.tm_sec);
+    return dakcal::UtcFromCivil(int64_t{time.tm_year} + 1900, time.tm_mon + 1, time.tm_mday,
+                                time.tm_hour, time.tm_min, time.tm_sec);
 }
 
 // Checks a calendar time the way the kernel's RTC core does.
@@ -97,7 +89,7 @@ bool ValidRtcTime(const rtc_time& time)
     }
     // A day past the month's end comes back as a day of the next month.
     tm civil{};
-    dakhost::CivilFromUtc(UtcOfRtcTime(time), &civil);
+    dakcal::CivilFromUtc(UtcOfRtcTime(time), &civil);
     return civil.tm_mday == time.tm_mday;
 }
 
@@ -266,12 +258,12 @@ int64_t Rtc()
     if (g_rtcRaw) {
         // Any month runs over into the years, without overflow.
         const int64_t months = g_rtcRawTime.tm_mon;
-        const int64_t year = int64_t{g_rtcRawTime.tm_year} + 1900 + FloorDiv64(months, 12);
-        const auto month = static_cast<int>(months - FloorDiv64(months, 12) * 12 + 1);
-        return dakhost::UtcFromCivil(year, month, g_rtcRawTime.tm_mday, g_rtcRawTime.tm_hour,
-                                     g_rtcRawTime.tm_min, g_rtcRawTime.tm_sec);
+        const int64_t year = int64_t{g_rtcRawTime.tm_year} + 1900 + dakcal::FloorDiv(months, 12);
+        const auto month = static_cast<int>(months - dakcal::FloorDiv(months, 12) * 12 + 1);
+        return dakcal::UtcFromCivil(year, month, g_rtcRawTime.tm_mday, g_rtcRawTime.tm_hour,
+                                    g_rtcRawTime.tm_min, g_rtcRawTime.tm_sec);
     }
-    return FloorDiv64(g_rtc.Ms(), 1000);
+    return dakcal::FloorDiv(g_rtc.Ms(), 1000);
 }
 
 void SetRtcPresent(bool present)

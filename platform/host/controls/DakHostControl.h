@@ -139,18 +139,6 @@ DAK_PLATFORM_API std::optional<int64_t> ProcessClock();
 // Reading the process clock fails with this errno (0: works again).
 DAK_PLATFORM_API void FailProcessClock(int code);
 
-// ---- calendar ----------------------------------------------------------------
-
-// The platform's civil calendar: proleptic Gregorian UTC over every 64-bit
-// second count, also before 1970. UtcFromCivil takes month 1-12 and checks
-// nothing (a day past the month's end runs into the next month); a date is
-// real when CivilFromUtc gives its day back. CivilFromUtc fills every field:
-// tm_mon 0-11, tm_year from 1900, tm_wday, tm_yday, tm_isdst 0 and, with
-// glibc, tm_gmtoff 0 and tm_zone "UTC".
-DAK_PLATFORM_API int64_t UtcFromCivil(int64_t year, int month, int day, int hour, int minute,
-                                      int second);
-DAK_PLATFORM_API void CivilFromUtc(int64_t utc, tm* out);
-
 // ---- framework faults ------------------------------------------------------
 
 DAK_PLATFORM_API void FailSend(bool fail);         // TCTask::Send refuses

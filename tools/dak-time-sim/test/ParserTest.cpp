@@ -6,6 +6,7 @@
 #include <string>
 #include <variant>
 
+#include "Calendar.h"
 #include "DakHostControl.h"
 #include "Parser.h"
 #include "TimeText.h"
@@ -139,7 +140,7 @@ TEST(ParserTest, ReadsTimesAndTolerances)
     EXPECT_EQ(Of<args::Time>("expect rtc 2024-03-05T10:00:00Z~1").time.tolerance, 1);
 
     EXPECT_EQ(Of<args::Time>("set rtc 2106-03-01T00:00:00Z").time.seconds,
-              dakhost::UtcFromCivil(2106, 3, 1, 0, 0, 0));
+              dakcal::UtcFromCivil(2106, 3, 1, 0, 0, 0));
 }
 
 TEST(ParserTest, ReadsDurations)
