@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "Calendar.h"
+
 namespace daksim::explain {
 
 namespace {
@@ -74,7 +76,7 @@ std::optional<int64_t> Date(std::string_view text, size_t at)
         *month > 12 || *day < 1 || *day > 31) {
         return std::nullopt;
     }
-    return DaysFromCivil(*year, static_cast<unsigned>(*month), static_cast<unsigned>(*day));
+    return dakcal::DaysFromCivil(*year, *month, *day);
 }
 
 // Seconds since 1970 from this on (2001) are taken for a date, below it for
@@ -261,32 +263,15 @@ std::optional<Stamp> Uptime(std::string_view text, size_t at)
 
 }  // namespace
 
-int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day)
-{
-    year -= month <= 2 ? 1 : 0;
-    const int64_t era = (year >= 0 ? year : year - 399) / 400;
-    const auto yearOfEra = static_cast<unsigned>(year - era * 400);
-    const unsigned dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-    const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146097 + static_cast<int64_t>(dayOfEra) - 719468;
-}
-
 int64_t InYear(const Stamp& stamp, int64_t year)
 {
-    return DaysFromCivil(year, stamp.month, stamp.day) * 86400 * 1000 + stamp.ms;
+    return dakcal::DaysFromCivil(year, stamp.month, stamp.day) * dakcal::kSecondsPerDay * 1000 +
+           stamp.ms;
 }
 
 int64_t YearOf(int64_t utc)
 {
-    // Days to a civil year (the inverse of DaysFromCivil, year only).
-    const int64_t days = (utc >= 0 ? utc : utc - 86399) / 86400 + 719468;
-    const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-    const int64_t dayOfEra = days - era * 146097;
-    const int64_t yearOfEra =
-        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-    const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const int64_t monthIndex = (5 * dayOfYear + 2) / 153;
-    return yearOfEra + era * 400 + (monthIndex >= 10 ? 1 : 0);
+    return dakcal::CivilFromDays(dakcal::FloorDiv(utc, dakcal::kSecondsPerDay)).year;
 }
 
 std::optional<Stamp> ReadStamp(std::string_view line)

@@ -47,7 +47,4 @@ int64_t InYear(const Stamp& stamp, int64_t year);
 // The year of a UTC time in seconds.
 int64_t YearOf(int64_t utc);
 
-// Days since 1970-01-01 of a proleptic Gregorian date.
-int64_t DaysFromCivil(int64_t year, unsigned month, unsigned day);
-
 }  // namespace daksim::explain
