@@ -37,10 +37,10 @@ struct AlarmState {
     uint64_t postsAsked = 0;  // posts asked for by the controls
     uint64_t postsMade = 0;   // ... and made by the thread
     bool armed = false;
-    uint64_t periodMs = 0;
+    uint64_t periodNs = 0;
     bool endless = true;
     uint32_t remaining = 0;  // events left when not endless
-    uint64_t dueMs = 0;      // on the alarm clock
+    uint64_t dueNs = 0;      // on the alarm clock
 };
 
 }  // namespace dakfw
@@ -49,6 +49,8 @@ namespace {
 
 using dakfw::AlarmState;
 using AlarmPtr = std::shared_ptr<AlarmState>;
+
+constexpr uint64_t kNsPerMs = 1000000;
 
 struct Alarms {
     std::mutex lock;  // guards `created` and `nextOrder`
@@ -85,24 +87,24 @@ AlarmPtr& StateOf(void* holder)
 // Sets the timing of an alarm; the caller holds its lock.
 void Arm(AlarmState& state, unsigned long period, unsigned long count)
 {
-    state.periodMs = period;
+    state.periodNs = uint64_t{period} * kNsPerMs;
     state.endless = static_cast<uint32_t>(count) == 0xFFFFFFFFU || count == 0;
     state.remaining = state.endless ? 0 : static_cast<uint32_t>(count);
     state.armed = period > 0;
-    state.dueMs = dakfw::AlarmTime().NowMs() + period;
+    state.dueNs = dakfw::AlarmTime().NowNs() + state.periodNs;
     state.changed.notify_all();
 }
 
 // One period has ended; the caller holds the alarm's lock.
 void ConsumePeriod(AlarmState& state)
 {
-    state.dueMs += state.periodMs;
+    state.dueNs += state.periodNs;
     const dakfw::AlarmClock& clock = dakfw::AlarmTime();
     if (clock.RunsByItself()) {
-        const uint64_t now = clock.NowMs();
-        if (state.dueMs < now) {
+        const uint64_t now = clock.NowNs();
+        if (state.dueNs < now) {
             // Far behind (a suspended machine): no burst of late events.
-            state.dueMs = now + state.periodMs;
+            state.dueNs = now + state.periodNs;
         }
     }
     if (!state.endless && --state.remaining == 0) {
@@ -138,15 +140,15 @@ void RunAlarm(const AlarmPtr& state)
         }
         const dakfw::AlarmClock& clock = dakfw::AlarmTime();
         if (state->armed && clock.RunsByItself()) {
-            const uint64_t now = clock.NowMs();
-            if (now >= state->dueMs) {
+            const uint64_t now = clock.NowNs();
+            if (now >= state->dueNs) {
                 ConsumePeriod(*state);
                 lock.unlock();
                 Post(*state);
                 lock.lock();
                 continue;
             }
-            state->changed.wait_for(lock, std::chrono::milliseconds(state->dueMs - now));
+            state->changed.wait_for(lock, std::chrono::nanoseconds(state->dueNs - now));
             continue;
         }
         state->changed.wait(lock);
@@ -173,18 +175,19 @@ namespace dakfw {
 
 bool NextDueAlarm(uint64_t endMs, DueAlarm* due)
 {
+    const uint64_t endNs = endMs * kNsPerMs;
     for (;;) {
         AlarmPtr best;
         uint64_t bestDue = 0;
         for (const AlarmPtr& state : CreatedAlarms()) {
             const std::lock_guard<std::mutex> lock(state->lock);
-            if (state->stop || !state->armed || state->dueMs > endMs) {
+            if (state->stop || !state->armed || state->dueNs > endNs) {
                 continue;
             }
-            if (!best || state->dueMs < bestDue ||
-                (state->dueMs == bestDue && state->order < best->order)) {
+            if (!best || state->dueNs < bestDue ||
+                (state->dueNs == bestDue && state->order < best->order)) {
                 best = state;
-                bestDue = state->dueMs;
+                bestDue = state->dueNs;
             }
         }
         if (!best) {
@@ -192,10 +195,10 @@ bool NextDueAlarm(uint64_t endMs, DueAlarm* due)
         }
         const std::lock_guard<std::mutex> lock(best->lock);
         // Re-armed or destroyed since it was picked: look again.
-        if (best->stop || !best->armed || best->dueMs > endMs) {
+        if (best->stop || !best->armed || best->dueNs > endNs) {
             continue;
         }
-        due->dueMs = best->dueMs;
+        due->dueMs = best->dueNs / kNsPerMs;
         due->eventId = best->eventId;
         ConsumePeriod(*best);
         due->alarm = best;
@@ -224,10 +227,10 @@ void PostEveryAlarm()
 
 void RestartAlarmPeriods()
 {
-    const uint64_t now = AlarmTime().NowMs();
+    const uint64_t now = AlarmTime().NowNs();
     for (const AlarmPtr& state : CreatedAlarms()) {
         const std::lock_guard<std::mutex> lock(state->lock);
-        state->dueMs = now + state->periodMs;
+        state->dueNs = now + state->periodNs;
         state->changed.notify_all();
     }
 }

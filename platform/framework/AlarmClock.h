@@ -16,8 +16,8 @@ public:
     AlarmClock(const AlarmClock&) = delete;
     AlarmClock& operator=(const AlarmClock&) = delete;
 
-    // Milliseconds on the clock; only differences mean anything.
-    virtual uint64_t NowMs() const;
+    // Nanoseconds on the clock; only differences mean anything.
+    virtual uint64_t NowNs() const;
     // Whether periods end by themselves as the clock runs (alarm threads
     // sleep until then), or only when the controls step the alarms.
     virtual bool RunsByItself() const { return true; }

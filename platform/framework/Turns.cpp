@@ -46,11 +46,10 @@ void UseScheduler(Scheduler* scheduler)
     g_scheduler.store(scheduler, std::memory_order_release);
 }
 
-uint64_t AlarmClock::NowMs() const
+uint64_t AlarmClock::NowNs() const
 {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<uint64_t>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
 }
 
 AlarmClock& AlarmTime()

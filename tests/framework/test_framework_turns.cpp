@@ -110,7 +110,7 @@ public:
 // Moves only when told.
 class SteppedClock : public dakfw::AlarmClock {
 public:
-    uint64_t NowMs() const override { return now.load(); }
+    uint64_t NowNs() const override { return now.load() * 1000000; }
     bool RunsByItself() const override { return false; }
     std::atomic<uint64_t> now{1000};
 };

@@ -18,7 +18,7 @@ std::mutex g_moveLock;  // orders the moves of now
 
 class VirtualAlarmClock final : public dakfw::AlarmClock {
 public:
-    uint64_t NowMs() const override { return dakhost::kernel::NowMs(); }
+    uint64_t NowNs() const override { return dakhost::kernel::NowMs() * 1000000; }
     bool RunsByItself() const override { return false; }
 };
 
