@@ -37,7 +37,7 @@ StopSignal::~StopSignal()
     }
 }
 
-void StopSignal::Raise()
+void StopSignal::Raise() const
 {
     const uint64_t one = 1;
     if (m_fd >= 0 && write(m_fd, &one, sizeof one) < 0) {

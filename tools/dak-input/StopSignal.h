@@ -19,7 +19,7 @@ public:
 
     // Whether the descriptor could be made; without it Raise cannot wake.
     bool Valid() const { return m_fd >= 0; }
-    void Raise();
+    void Raise() const;
     bool Raised() const;  // raised, or the deadline passed
     int Fd() const { return m_fd; }
 

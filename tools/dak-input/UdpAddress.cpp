@@ -95,7 +95,7 @@ std::optional<Payload> DatagramPayload(const uint8_t* datagram, size_t size)
         return Payload{datagram, size, false};
     }
     // RTP: 12 bytes, the CSRC list, an extension, padding at the end.
-    size_t header = kRtpHeader + 4U * (datagram[0] & 0x0FU);
+    size_t header = kRtpHeader + size_t{4} * (datagram[0] & 0x0FU);
     if ((datagram[0] & 0x10U) != 0) {
         if (size < header + 4) {
             return std::nullopt;

@@ -250,8 +250,8 @@ bool Receiver::Receive(Socket& socket, StopSignal& stop)
 
 }  // namespace
 
-UdpInput::UdpInput(std::string url, const UdpAddress& address, int stallMs)
-    : m_url(std::move(url)), m_address(address), m_stallMs(stallMs)
+UdpInput::UdpInput(std::string url, UdpAddress address, int stallMs)
+    : m_url(std::move(url)), m_address(std::move(address)), m_stallMs(stallMs)
 {
 }
 

@@ -12,7 +12,7 @@ namespace dakinput {
 
 class UdpInput : public Input {
 public:
-    UdpInput(std::string url, const UdpAddress& address, int stallMs);
+    UdpInput(std::string url, UdpAddress address, int stallMs);
     void Run(CaptureSink& sink, StopSignal& stop) override;
     const std::string& Address() const override { return m_url; }
 

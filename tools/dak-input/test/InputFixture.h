@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -60,12 +61,9 @@ public:
     bool WaitNote(const std::string& text)
     {
         return WaitFor([&text](const auto&, const auto& notes) {
-            for (const auto& note : notes) {
-                if (note.find(text) != std::string::npos) {
-                    return true;
-                }
-            }
-            return false;
+            return std::any_of(notes.begin(), notes.end(), [&text](const std::string& note) {
+                return note.find(text) != std::string::npos;
+            });
         });
     }
     // Something the predicates look at changed outside the sink.

@@ -68,7 +68,7 @@ TEST(UdpUrl, TakesGroupsSourcesPortsAndInterfacesAndRefusesTheRest)
 
 TEST(UdpDatagram, TakesTheRtpHeaderOffWithItsSourcesExtensionAndPadding)
 {
-    Bytes packets(2 * 188, 0xFF);
+    Bytes packets(size_t{2} * 188, 0xFF);
     packets[0] = packets[188] = 0x47;
     auto payload = DatagramPayload(packets.data(), packets.size());
     ASSERT_TRUE(payload);

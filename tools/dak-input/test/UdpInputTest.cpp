@@ -215,7 +215,7 @@ TEST_F(UdpInputTest, GarbageIsSkippedAndTheStreamAfterItIsRead)
         m_sender.Datagram(garbage.data(), garbage.size() - i);
     }
     // Whole packets of noise on the time PID: damage, never a time.
-    Bytes noise(7 * 188);
+    Bytes noise(size_t{7} * 188);
     for (size_t at = 0; at < noise.size(); ++at) {
         noise[at] = at % 188 == 0 ? 0x47 : static_cast<uint8_t>(random());
         if (at % 188 == 1) {
