@@ -10,7 +10,7 @@
 #   host   compiler, CMake, Ninja, Boost headers, GoogleTest, Google Benchmark,
 #          xmllint and rsvg-convert (the simulator's timeline test), GNU time,
 #          pkg-config and libdvbpsi (the capture writer of the tests), zlib
-#          (dak-time-sim explain reads .gz logs)
+#          (dak-time-sim explain reads .gz logs), CLI11 (dak-timed's command line)
 #   cross  32-bit x86 and armhf cross compilers, 32-bit x86 runtime, qemu-user
 #   vm     qemu-system-arm, cpio, and the armhf package lists that the VM test
 #          downloads its kernel and busybox from
@@ -37,7 +37,7 @@ for group in "${groups[@]}"; do
     case "$group" in
         host) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
                        libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev
-                       zlib1g-dev nlohmann-json3-dev) ;;
+                       zlib1g-dev nlohmann-json3-dev libcli11-dev) ;;
         cross) wanted+=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 g++-arm-linux-gnueabihf
                         qemu-user) ;;
         vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
@@ -49,7 +49,7 @@ for group in "${groups[@]}"; do
         deb) wanted+=(dpkg-dev debhelper fakeroot lintian pkg-config help2man doxygen) ;;
         deb-cross) wanted+=(g++-arm-linux-gnueabihf doxygen); want_deb_cross=1; need_armhf_arch=1 ;;
         all) wanted+=(g++ cmake ninja-build make libboost-dev libgtest-dev googletest
-                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev nlohmann-json3-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
+                      libbenchmark-dev libxml2-utils librsvg2-bin time pkg-config libdvbpsi-dev zlib1g-dev nlohmann-json3-dev libcli11-dev g++-i686-linux-gnu libc6-i386 lib32stdc++6
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
                       libclang-rt-14-dev doxygen help2man pkg-config dpkg-dev debhelper fakeroot
