@@ -75,6 +75,9 @@ bool LooksStamped(std::string_view line)
     return false;
 }
 
+// A step back of the wall stamps this long is the clock's, not a stamp's.
+constexpr int64_t kBackMs = 2000;
+
 }  // namespace
 
 LogFeed::LogFeed(Rebuild& rebuild, std::string name)
@@ -93,19 +96,43 @@ void LogFeed::NewBoot(uint64_t number)
     m_working = false;
 }
 
+void LogFeed::StartedAgain(uint64_t number)
+{
+    if (m_uptimeMs) {
+        // The uptime runs on: the library started again in the same boot
+        // (its stop is not logged at every level).
+        return;
+    }
+    if (m_rebuild.DecisionsLogged()) {
+        NewBoot(number);  // it would have logged its stop
+        return;
+    }
+    m_rebuild.Undecided("whether the start-up on line " + std::to_string(number) +
+                        " is a new boot or the library started again in the same one (its "
+                        "stop is not logged at this level): taken for a new boot");
+    NewBoot(number);
+}
+
 void LogFeed::Watch(const Message& message, uint64_t number)
 {
     const dakhost::LogLine& line = message.line;
+    // A damaged line tells neither a start-up nor work done.
+    const auto whole = [&] { return Identify(line.function, line.text).whole; };
     if (line.function == "Init") {
-        const bool startup = message.id == Id(dak::msg::kInitTask) ||
-                             message.id == Id(dak::msg::kInitPower) ||
-                             message.id == Id(dak::msg::kInitPowerShort);
-        if (startup && m_working && !m_simulator) {
-            NewBoot(number);
+        const bool startup =
+            (message.id == Id(dak::msg::kInitTask) || message.id == Id(dak::msg::kInitPower) ||
+             message.id == Id(dak::msg::kInitPowerShort)) &&
+            whole();
+        if (startup && !m_simulator && (m_working || m_clockBack)) {
+            // The set's clock went back with nothing of the library setting
+            // it: it started again from the hardware clock, a new boot.
+            m_clockBack ? NewBoot(number) : StartedAgain(number);
         }
+        m_clockBack = m_clockBack && !startup;
         m_working = m_working && !startup;
     } else if (line.function == "t_SyncSystemTime" || line.function == "t_SetSystemTime") {
-        m_working = true;
+        m_clockBack = false;  // the library sets the clock: it may go back
+        m_working = m_working || whole();
     } else if (line.function == "~TCSystemTimeManager") {
         m_working = false;
     }
@@ -147,6 +174,10 @@ void LogFeed::Line(uint64_t number, std::string_view line)
         if (!m_open) {
             m_rebuild.BeginFile(m_name, number, false);
             m_open = true;
+        }
+        if (stamp && (stamp->kind == Stamp::Kind::Calendar || stamp->kind == Stamp::Kind::Syslog)) {
+            m_clockBack = m_clockBack || (m_wallMs && stamp->ms + kBackMs < *m_wallMs);
+            m_wallMs = stamp->ms;
         }
         Watch(*message, number);
         m_rebuild.Line(number, stamp, &*message);

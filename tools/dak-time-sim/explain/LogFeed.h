@@ -36,6 +36,8 @@ public:
 
 private:
     void NewBoot(uint64_t number);
+    // The manager started up again after it worked, its stop not logged.
+    void StartedAgain(uint64_t number);
     void Watch(const Message& message, uint64_t number);
 
     Rebuild& m_rebuild;
@@ -46,6 +48,8 @@ private:
     uint64_t m_damagedBefore = 0;  // the rebuilt state's count before this log
     int m_boot = 1;
     std::optional<int64_t> m_uptimeMs;  // the last uptime stamp
+    std::optional<int64_t> m_wallMs;    // the last wall stamp of the library's lines
+    bool m_clockBack = false;           // the wall stamps went back since the last setting
     bool m_working = false;             // the manager did its work since it started up
     bool m_simulator = false;
     bool m_unreadStampSaid = false;  // a stamp it cannot read, said once

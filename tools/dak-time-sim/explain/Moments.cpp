@@ -32,6 +32,16 @@ int64_t Nearest(const Stamp& stamp, int64_t nearMs)
     return best;
 }
 
+// A step of the stamps within this much is elapsed time either way.
+constexpr int64_t kSplitToleranceMs = 1000;
+
+// Whether a wall stamp shows the clock just set to `utc` (the stamps come
+// from the clock the library moved).
+bool Shows(int64_t wallMs, int64_t utc)
+{
+    return std::llabs(wallMs - utc * 1000) <= kOutsideMoveMs;
+}
+
 }  // namespace
 
 void Moments::Reset(std::optional<int64_t> year)
@@ -116,7 +126,7 @@ const daksim::Moment& Moments::Stamped(const std::optional<Stamp>& stamp, bool l
                 }
                 if (moveTo) {
                     const int64_t before = ClockNowMs().value_or(*m_lastWallMs);
-                    if (IsTheMove(delta, *moveTo - before)) {
+                    if (Shows(wall, *moveTo / 1000) && IsTheMove(delta, *moveTo - before)) {
                         delta -= *moveTo - before;
                         m_targetShown = true;
                         m_jump.reset();
@@ -186,9 +196,17 @@ void Moments::ClockSet(int64_t utc)
             }
             return *m_clock * 1000 + (m_lineStartMs - m_clockAtMs);
         }();
-        if (IsTheMove(delta, utc * 1000 - before)) {
+        // The stamps jumped with the clock only when they now show the time
+        // it was set to; stamps of another clock run on whatever it is set to.
+        if (Shows(wall, utc) && IsTheMove(delta, utc * 1000 - before)) {
             Advance(m_lineStartMs, delta - (utc * 1000 - before));
             m_lastWallMs = wall;
+            if (!m_target && std::llabs(delta) > kSplitToleranceMs) {
+                // No reading of the clock just before it: how much of the
+                // step was time passing and how much the move is a guess.
+                ++m_unsplit;
+                m_firstUnsplit = m_firstUnsplit ? m_firstUnsplit : m_line;
+            }
         }
     }
     m_target.reset();

@@ -45,6 +45,13 @@ public:
     // Whether the log's stamps tell elapsed time at all; what they cannot.
     bool Stamps() const { return m_stamps; }
     uint64_t HeldJumps() const { return m_held; }
+    // Moves of the clock the stamps jumped with, no reading of the clock
+    // just before them telling how much of the step was time passing; the
+    // line of the first.
+    uint64_t UnsplitMoves() const { return m_unsplit; }
+    uint64_t FirstUnsplit() const { return m_firstUnsplit; }
+    // The line being read, for what the log cannot tell.
+    void Line(uint64_t line) { m_line = line; }
     const daksim::Moment& Now() const { return m_moment; }
 
 private:
@@ -80,6 +87,9 @@ private:
     bool m_jumpLine = false;
     bool m_stamps = false;
     uint64_t m_held = 0;
+    uint64_t m_unsplit = 0;
+    uint64_t m_firstUnsplit = 0;
+    uint64_t m_line = 0;
 };
 
 }  // namespace daksim::explain

@@ -7,6 +7,7 @@
 #include "ReadWords.h"
 #include "SystemTimeManager/TimeRules.h"
 #include "Vocabulary.h"
+#include "Wording.h"
 
 namespace daksim::explain {
 
@@ -78,6 +79,7 @@ void Rebuild::ReasonStep(int reason)
 void Rebuild::Line(uint64_t line, const std::optional<Stamp>& stamp, const Message* message)
 {
     m_line = line;
+    m_moments.Line(line);
     m_moments.Stamped(stamp, message != nullptr);
     if (message != nullptr) {
         m_out.Log(message->line, Here());
@@ -148,14 +150,9 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
         default:
             break;
     }
-    // Start-up replays the hardware clock with the type its stored reason
-    // gives, whichever that is.
-    if (m_initReplay && m_replay && setting.type == m_replay->first &&
-        setting.utc == m_replay->second) {
+    if (TakeInitReplay(setting.type, setting.utc)) {
         event.origin = Origin::Init;
     }
-    m_initReplay = false;
-    m_replay.reset();
     if (setting.type == SetType_stream && event.origin != Origin::Init) {
         m_tableDrove = false;
     }
@@ -350,6 +347,17 @@ void Rebuild::Manager(const dakhost::LogLine& line, const LibraryMessage& known)
     }
 }
 
+bool Rebuild::TakeInitReplay(int64_t type, int64_t utc)
+{
+    // Start-up replays the hardware clock with the type its stored reason
+    // gives, whichever that is.
+    const bool replay = m_initReplay && m_replay && type == m_replay->first &&
+                        utc == m_replay->second;
+    m_initReplay = false;
+    m_replay.reset();
+    return replay;
+}
+
 // Only the level-1 line of a setting (or its copy, when the line itself was
 // damaged): told here, its reasons unknown.
 void Rebuild::AppliedAlone(const LibraryMessage& known, bool copy)
@@ -369,6 +377,12 @@ void Rebuild::AppliedAlone(const LibraryMessage& known, bool copy)
     event.setting.utc = *utc;
     event.setting.accepted = true;
     event.reasonsKnown = false;
+    if (TakeInitReplay(*type, *utc)) {
+        event.origin = Origin::Init;
+    } else if (*type == SetType_net && m_networkTaken) {
+        event.origin = Origin::Network;  // the network time the log told: replayed once
+        m_networkTaken = false;
+    }
     m_decidedLine = m_line;
     m_moments.ClockSet(event.setting.utc);
     event.clockBefore = m_moments.ClockBefore();
@@ -376,6 +390,11 @@ void Rebuild::AppliedAlone(const LibraryMessage& known, bool copy)
     Accepted(event.setting.type);
     m_out.ClockSet(0, event.setting.utc, Here());
     m_out.Signal(++m_signals, event.setting.type, Here());
+}
+
+bool Rebuild::DecisionsLogged() const
+{
+    return m_maxLevel >= kLevelOfDecisions;
 }
 
 void Rebuild::EndFile(uint64_t line)
@@ -392,6 +411,14 @@ void Rebuild::EndFile(uint64_t line)
         m_out.Undecided(std::to_string(m_moments.HeldJumps()) +
                             " steps of the stamps back or by a year or more that no move of the "
                             "clock in the log explains: the time they span",
+                        Here());
+    }
+    if (m_moments.UnsplitMoves() > 0) {
+        m_out.Undecided(Counted(m_moments.UnsplitMoves(), "move", "moves") +
+                            " of the clock that the stamps jumped with, no reading of the clock "
+                            "before them (first on line " +
+                            std::to_string(m_moments.FirstUnsplit()) +
+                            "): how much of each step was time passing",
                         Here());
     }
     if (m_maxLevel > 0 && m_maxLevel < kLevelOfDecisions) {

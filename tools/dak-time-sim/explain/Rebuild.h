@@ -40,6 +40,10 @@ public:
     void StreamStep(const std::string& handle);
     // The simulator echoed a step that wrote the stored reason.
     void ReasonStep(int reason);
+    // What the log cannot tell, said in the part being read.
+    void Undecided(const std::string& what) { m_out.Undecided(what, Here()); }
+    // Whether the part read so far holds the manager's level-4 lines.
+    bool DecisionsLogged() const;
     void EndFile(uint64_t line);
     // The year of stamps without one, until the log tells it (`--year`).
     void YearOfStamps(std::optional<int64_t> year) { m_year = year; }
@@ -50,6 +54,9 @@ private:
     void Read(const dakhost::LogLine& line, const LibraryMessage& known);
     void Manager(const dakhost::LogLine& line, const LibraryMessage& known);
     void AppliedAlone(const LibraryMessage& known, bool copy);
+    // Whether a setting is start-up's replay of the hardware clock; the
+    // replay is due no more after the first setting.
+    bool TakeInitReplay(int64_t type, int64_t utc);
     void ReasonSeen(int reason);
     void AutoClock(int value);
     void FinishTable();

@@ -124,6 +124,12 @@ void ScenarioWriter::Expect(const SettingEvent& event)
         Step("expect setting reason " + ReasonName(setting.reasonAfter));
         // The library wrote it in the replay too.
         m_platform.ReasonHeld(setting.reasonAfter);
+    } else if (setting.accepted && setting.type >= 0 && m_platform.ReasonHeldNow()) {
+        // A log that does not tell the reasons: the replay stores the one
+        // the setting leaves, as the set did.
+        m_platform.ReasonHeld(dak::ReasonLeftBy(static_cast<ETimeSettingType>(setting.type),
+                                                static_cast<ESystemTimeReason>(
+                                                    *m_platform.ReasonHeldNow())));
     }
 }
 
