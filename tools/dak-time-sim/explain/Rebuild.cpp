@@ -351,8 +351,8 @@ bool Rebuild::TakeInitReplay(int64_t type, int64_t utc)
 {
     // Start-up replays the hardware clock with the type its stored reason
     // gives, whichever that is.
-    const bool replay = m_initReplay && m_replay && type == m_replay->first &&
-                        utc == m_replay->second;
+    const bool replay =
+        m_initReplay && m_replay && type == m_replay->first && utc == m_replay->second;
     m_initReplay = false;
     m_replay.reset();
     return replay;

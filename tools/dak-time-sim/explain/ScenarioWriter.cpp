@@ -127,9 +127,9 @@ void ScenarioWriter::Expect(const SettingEvent& event)
     } else if (setting.accepted && setting.type >= 0 && m_platform.ReasonHeldNow()) {
         // A log that does not tell the reasons: the replay stores the one
         // the setting leaves, as the set did.
-        m_platform.ReasonHeld(dak::ReasonLeftBy(static_cast<ETimeSettingType>(setting.type),
-                                                static_cast<ESystemTimeReason>(
-                                                    *m_platform.ReasonHeldNow())));
+        m_platform.ReasonHeld(
+            dak::ReasonLeftBy(static_cast<ETimeSettingType>(setting.type),
+                              static_cast<ESystemTimeReason>(*m_platform.ReasonHeldNow())));
     }
 }
 

@@ -154,6 +154,30 @@ TEST(ExplainMoments, TheClockASettingReplaced)
     EXPECT_EQ(moments.Now().clock, k20240305T100000 + 7200);
 }
 
+TEST(ExplainMoments, ALevelOneLogsSettingsFromEitherClock)
+{
+    // Only the settings' lines, stamped by a collector: the stamps run on
+    // whatever the clock is set to, and keep the 12 hours between.
+    auto settings = [](const char* first, const char* second) {
+        Moments moments;
+        moments.Line(1);
+        moments.Stamped(ReadStamp(first));
+        moments.ClockSet(1709596800);  // 2024-03-05T00:00:00Z
+        moments.Line(2);
+        moments.Stamped(ReadStamp(second));
+        moments.ClockSet(1709640033);  // 12 hours later and 3 s
+        return moments;
+    };
+    const Moments collector = settings("2024-03-05T10:00:00Z a", "2024-03-05T22:00:30Z b");
+    EXPECT_EQ(collector.Now().elapsedMs, 43230000U);
+    EXPECT_EQ(collector.UnsplitMoves(), 0U);
+    // Stamped by the set's clock, which the settings moved: how much of the
+    // step was the move and how much time passing is not in the log.
+    const Moments own = settings("2024-03-05T00:00:00Z a", "2024-03-05T12:00:33Z b");
+    EXPECT_EQ(own.UnsplitMoves(), 1U);
+    EXPECT_EQ(own.FirstUnsplit(), 2U);
+}
+
 TEST(ExplainMoments, TheYearOfStampsWithoutOne)
 {
     // Across the end of February: a day in 1970 (no year known), two in a

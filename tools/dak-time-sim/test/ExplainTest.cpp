@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include "Findings.h"
 #include "LineReader.h"
 #include "LineReaderFixture.h"
+#include "LogFeed.h"
 #include "Rebuild.h"
 #include "Recogniser.h"
 #include "Stamp.h"
@@ -237,6 +239,72 @@ TEST(ExplainRebuild, ALevelOneLogSaysWhatItCannotTell)
     EXPECT_FALSE(collect.settings[0].reasonsKnown);
     ASSERT_EQ(collect.undecided.size(), 1U);
     EXPECT_NE(collect.undecided[0].find("no line above level 1"), std::string::npos);
+}
+
+// The boots a log's lines make, and what the log could not tell.
+struct Boots {
+    int count = 0;
+    std::vector<std::string> undecided;
+    size_t Said(const std::string& what) const
+    {
+        return static_cast<size_t>(std::count_if(
+            undecided.begin(), undecided.end(),
+            [&](const std::string& said) { return said.find(what) != std::string::npos; }));
+    }
+};
+
+Boots BootsOf(const std::vector<std::string>& lines)
+{
+    Collect collect;
+    Rebuild rebuild(collect);
+    LogFeed feed(rebuild, "set.log");
+    uint64_t number = 0;
+    for (const std::string& line : lines) {
+        feed.Line(++number, line);
+    }
+    feed.End(number);
+    return {feed.Boots(), collect.undecided};
+}
+
+TEST(ExplainBoots, ALevelOneLogsStartUpAgain)
+{
+    // The manager's stop is not logged at level 1.
+    const std::string init =
+        " p: DAK(18)/L1 [TCSystemTimeManager::Init] isMasterPowerOn:0 "
+        "ExistBackupBattery:0";
+    const std::string set =
+        " p: DAK(18)/L1 [TCSystemTimeManager::t_SetSystemTime]  "
+        "SetSystemClock  UTC = 1709620210, SetType_manual, offset =0";
+    const std::string unknown = "whether the start-up on line 3 is a new boot";
+    // The uptime runs on: the library started again in the same boot.
+    const Boots restart =
+        BootsOf({"[   10.000000]" + init, "[   20.000000]" + set, "[   30.000000]" + init});
+    EXPECT_EQ(restart.count, 1);
+    EXPECT_EQ(restart.Said("new boot"), 0U);
+    const Boots uptime =
+        BootsOf({"[   10.000000]" + init, "[   20.000000]" + set, "[    1.000000]" + init});
+    EXPECT_EQ(uptime.count, 2);
+    EXPECT_EQ(uptime.Said(unknown), 0U);
+    // Wall stamps that run on cannot tell: taken for a new boot, and said.
+    const Boots wall = BootsOf({"2024-03-05T06:30:00Z" + init, "2024-03-05T06:30:10Z" + set,
+                                "2024-03-05T06:31:00Z" + init});
+    EXPECT_EQ(wall.count, 2);
+    EXPECT_EQ(wall.Said(unknown), 1U);
+    // The set's clock went back with no setting of the library's: the set
+    // started again from its hardware clock.
+    const Boots back = BootsOf({"2024-03-05T06:30:00Z" + init, "2024-03-05T06:30:10Z" + set,
+                                "2024-01-01T00:00:00Z" + init});
+    EXPECT_EQ(back.count, 2);
+    EXPECT_EQ(back.Said(unknown), 0U);
+    // A setting line cut short and run into tells no work done: the second
+    // start-up is the same start-up's copy, no new boot.
+    const Boots damaged =
+        BootsOf({"2024-03-05T06:30:00Z" + init,
+                 "2024-03-05T06:30:10Z p: DAK(18)/L1 [TCSystemTimeManager::t_SetSystemTime]  "
+                 "SetSystemClock  UTC = 17096"
+                 "2024-03-05T06:30:10Z dbus-daemon[301]: Activated",
+                 "2024-03-05T06:31:00Z" + init});
+    EXPECT_EQ(damaged.count, 1);
 }
 
 TEST(ExplainFindings, JumpsRefusedTablesAndDrift)
