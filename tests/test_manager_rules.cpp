@@ -62,6 +62,33 @@ TEST_F(ManagerReasonLeft, EveryTypeUnderEveryStoredReason)
     }
 }
 
+// What the task does to the auto clock type and the clock-mode
+// subscription for each setting type is what SettingAccepted says (explain
+// rebuilds a set's state from the same function).
+TEST_F(ManagerReasonLeft, TheTaskDoesWhatSettingAcceptedSays)
+{
+    dakhost::SetSetting(Setting::ClockMode, 1);  // the clock-mode subscription can be taken
+    StartQuiet();
+    for (const int type : kTypes) {
+        // A manual setting first: the auto clock type max, the subscription held.
+        dakhost::SetSetting(Setting::Reason, Reason_micom);
+        ASSERT_TRUE(Mgr()->SetSystemTime(kT, SetType_manual, false));
+        dakhost::WaitIdle();
+        ASSERT_TRUE(dakhost::IsSubscribed(IVConfCallbackSubscriber::E_VCONF_TIME_MODE));
+        ASSERT_TRUE(Mgr()->SetSystemTime(kT, static_cast<ETimeSettingType>(type), false));
+        dakhost::WaitIdle();
+        const dak::AcceptedSetting accepted = dak::SettingAccepted(
+            dak::AppliedSettingType(static_cast<ETimeSettingType>(type)), Reason_micom);
+        EXPECT_EQ(dakhost::GetSetting(Setting::AutoClockType),
+                  accepted.setsAutoClock ? accepted.autoClock : AutoType_max)
+            << "type " << type;
+        EXPECT_EQ(dakhost::IsSubscribed(IVConfCallbackSubscriber::E_VCONF_TIME_MODE),
+                  !accepted.dropsTimeMode)
+            << "type " << type;
+        EXPECT_EQ(dakhost::GetSetting(Setting::Reason), accepted.reason) << "type " << type;
+    }
+}
+
 // The library's calendar arithmetic for every day from 1970-01-01 to
 // 2100-01-01, at a time of day that moves each day, against the host
 // platform's civil calendar (Utc), which shares no code with the library.

@@ -7,6 +7,7 @@
 #include "BPTime.h"
 #include "Common/DakLog.h"
 #include "SystemTimeManager/TCSystemTimeManager.h"
+#include "SystemTimeManager/TimeRules.h"
 #include "TCVConfProvider.h"
 #include "TIEventManager.h"
 
@@ -143,38 +144,35 @@ void TCSystemTimeManager::t_SetSystemTime(uint32_t utc, ETimeSettingType type, b
 
 void TCSystemTimeManager::t_FollowNewSource(ETimeSettingType type, bool dst)
 {
-    switch (type) {
-        case SetType_stream: {
-            DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsNetwork);
-            t_UnsubscribeNetworkTimeCallback();
-        }
-            {
-                DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsTimeMode);
-                t_UnsubscribeTimeModeCallback();
-            }
-            m_autoClockType.store(AutoType_stream);
-            if (m_networkOffsetApplied.load()) {
-                // The stored offset came from the network: the region's
-                // broadcast offset takes its place.
-                t_SetBroadcastTimeOffset();
-                TCVConfProvider::SetFlagDST(dst ? 1 : 0);
-            }
-            break;
-        case SetType_net:
-            m_autoClockType.store(AutoType_net);
-            m_networkOffsetApplied.store(true);
-            {
-                DAK_SCOPE_TRACE(trace, dak::msg::kTraceNetworkWatchesTimeMode);
-                t_SubscribeTimeModeCallback();
-            }
-            break;
-        case SetType_sync:
-            break;
-        default: {
-            m_autoClockType.store(AutoType_max);
+    // The stored reason went before the clock was set.
+    const dak::AcceptedSetting accepted = dak::SettingAccepted(type, Reason_init);
+    if (accepted.dropsNetworkTime) {
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsNetwork);
+        t_UnsubscribeNetworkTimeCallback();
+    }
+    if (accepted.dropsTimeMode) {
+        DAK_SCOPE_TRACE(trace, dak::msg::kTraceStreamDropsTimeMode);
+        t_UnsubscribeTimeModeCallback();
+    }
+    if (accepted.setsAutoClock) {
+        m_autoClockType.store(accepted.autoClock);
+    }
+    if (accepted.restoresBroadcastOffset && m_networkOffsetApplied.load()) {
+        // The stored offset came from the network: the region's broadcast
+        // offset takes its place.
+        t_SetBroadcastTimeOffset();
+        TCVConfProvider::SetFlagDST(dst ? 1 : 0);
+    }
+    if (accepted.takesNetworkOffset) {
+        m_networkOffsetApplied.store(true);
+    }
+    if (accepted.watchesTimeMode) {
+        if (type == SetType_net) {
+            DAK_SCOPE_TRACE(trace, dak::msg::kTraceNetworkWatchesTimeMode);
+            t_SubscribeTimeModeCallback();
+        } else {
             DAK_SCOPE_TRACE(trace, dak::msg::kTraceOtherWatchesTimeMode);
             t_SubscribeTimeModeCallback();
-            break;
         }
     }
 }

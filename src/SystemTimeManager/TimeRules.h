@@ -109,6 +109,50 @@ constexpr ESystemTimeReason ReasonLeftBy(ETimeSettingType type, ESystemTimeReaso
     }
 }
 
+// What a setting of `type` does, once the task applies it, to the rest of
+// the manager's state: the stored reason it leaves, the auto clock type, the
+// settings subscriptions and which offset stands.
+struct AcceptedSetting {
+    ESystemTimeReason reason;    // stored before the clock is set, even if that fails
+    bool setsAutoClock;          // false: the auto clock type stays as it is (a sync)
+    ETypeOfAutoClock autoClock;  // the auto clock type from now on
+    bool dropsNetworkTime;       // the network-time subscription is withdrawn
+    bool dropsTimeMode;          // the clock-mode subscription is withdrawn
+    bool watchesTimeMode;        // the clock-mode subscription is taken (while the clock is manual)
+    bool takesNetworkOffset;     // the stored offset is the network's from now on
+    bool restoresBroadcastOffset;  // a network offset gives way to the region's broadcast one
+};
+
+// A stream setting leaves the network for good (until the network sets the
+// time again); a network setting takes its offset and watches for the clock
+// going manual; a sync changes nothing but the time; every other setting
+// makes the clock no automatic source's.
+constexpr AcceptedSetting SettingAccepted(ETimeSettingType type, ESystemTimeReason stored)
+{
+    AcceptedSetting accepted{
+        ReasonLeftBy(type, stored), true, AutoType_max, false, false, false, false, false};
+    switch (type) {
+        case SetType_stream:
+            accepted.autoClock = AutoType_stream;
+            accepted.dropsNetworkTime = true;
+            accepted.dropsTimeMode = true;
+            accepted.restoresBroadcastOffset = true;
+            break;
+        case SetType_net:
+            accepted.autoClock = AutoType_net;
+            accepted.takesNetworkOffset = true;
+            accepted.watchesTimeMode = true;
+            break;
+        case SetType_sync:
+            accepted.setsAutoClock = false;
+            break;
+        default:
+            accepted.watchesTimeMode = true;
+            break;
+    }
+    return accepted;
+}
+
 // The setting type with which start-up replays the hardware clock.
 constexpr ETimeSettingType InitSettingTypeFor(ESystemTimeReason stored)
 {

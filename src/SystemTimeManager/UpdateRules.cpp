@@ -19,7 +19,7 @@ void TCSystemTimeManager::t_SetPossibleUpdateTime(ETimeSettingType type)
     // A sync writes back what it reads, also a value outside the vocabulary.
     const ESystemTimeReason stored =
         type == SetType_sync ? TCVConfProvider::GetTimeSettingReason() : Reason_init;
-    TCVConfProvider::SetTimeSettingReason(dak::ReasonLeftBy(type, stored));
+    TCVConfProvider::SetTimeSettingReason(dak::SettingAccepted(type, stored).reason);
 }
 
 ETimeSettingType TCSystemTimeManager::t_GetInitSettingTypeByReason()

@@ -176,20 +176,18 @@ void Rebuild::FromDecisions(const Decisions::Setting& setting)
 
 void Rebuild::Accepted(int64_t type)
 {
-    switch (type) {
-        case SetType_stream:
-            m_out.Subscription("networktime", false, Here());
-            m_out.Subscription("timemode", false, Here());
-            AutoClock(AutoType_stream);
-            break;
-        case SetType_net:
-            AutoClock(AutoType_net);
-            break;
-        case SetType_sync:
-            break;
-        default:
-            AutoClock(AutoType_max);
-            break;
+    // What the task does besides setting the clock; the subscriptions it
+    // takes are told by their own lines, as the platform's state allows them.
+    const dak::AcceptedSetting accepted =
+        dak::SettingAccepted(static_cast<ETimeSettingType>(type), Reason_init);
+    if (accepted.dropsNetworkTime) {
+        m_out.Subscription("networktime", false, Here());
+    }
+    if (accepted.dropsTimeMode) {
+        m_out.Subscription("timemode", false, Here());
+    }
+    if (accepted.setsAutoClock) {
+        AutoClock(accepted.autoClock);
     }
 }
 
@@ -218,8 +216,9 @@ void Rebuild::Read(const dakhost::LogLine& line, const LibraryMessage& known)
         }
         const auto type = SetTypeWord(known.Word(1));
         if (m_reason && type) {
-            const int left = dak::ReasonLeftBy(static_cast<ETimeSettingType>(*type),
-                                               static_cast<ESystemTimeReason>(*m_reason));
+            const int left = dak::SettingAccepted(static_cast<ETimeSettingType>(*type),
+                                                  static_cast<ESystemTimeReason>(*m_reason))
+                                 .reason;
             // Written even when it stays: the setting's reason before is this one.
             if (m_decisions) {
                 m_decisions->ReasonStored(*m_reason);
