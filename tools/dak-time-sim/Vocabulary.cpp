@@ -2,64 +2,79 @@
 
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <utility>
 
+#include "SystemTimeManager/TimeRules.h"
 #include "TimeSettingTypes.h"
 
 namespace daksim {
 
 namespace {
 
+// The scenario format's short names; the printed names are the library's
+// own (SystemTimeManager/TimeRules.h).
 struct Name {
     const char* shortName;
-    const char* printedName;
-    int64_t value;
+    int value;
 };
 
 // 3 has no name of its own: "3" reads as the integer.
 constexpr std::array<Name, 7> kSetTypes = {{
-    {"manual", "SetType_manual", SetType_manual},
-    {"stream", "SetType_stream", SetType_stream},
-    {"net", "SetType_net", SetType_net},
-    {"netfail", "SetType_netfail", SetType_netfail},
-    {"sync", "SetType_sync", SetType_sync},
-    {"init", "SetType_init", SetType_init},
-    {"facotryreset", "SetType_facotryreset", SetType_facotryreset},
+    {"manual", SetType_manual},
+    {"stream", SetType_stream},
+    {"net", SetType_net},
+    {"netfail", SetType_netfail},
+    {"sync", SetType_sync},
+    {"init", SetType_init},
+    {"facotryreset", SetType_facotryreset},
 }};
 
 constexpr std::array<Name, 4> kReasons = {{
-    {"init", "Reason_init", Reason_init},
-    {"micom", "Reason_micom", Reason_micom},
-    {"net", "Reason_net", Reason_net},
-    {"stream", "Reason_stream", Reason_stream},
+    {"init", Reason_init},
+    {"micom", Reason_micom},
+    {"net", Reason_net},
+    {"stream", Reason_stream},
 }};
 
 constexpr std::array<Name, 3> kAutoTypes = {{
-    {"stream", "AutoType_stream", AutoType_stream},
-    {"net", "AutoType_net", AutoType_net},
-    {"max", "AutoType_max", AutoType_max},
+    {"stream", AutoType_stream},
+    {"net", AutoType_net},
+    {"max", AutoType_max},
 }};
 
+const char* PrintedSetType(int value)
+{
+    return dak::SettingTypeName(static_cast<ETimeSettingType>(value));
+}
+const char* PrintedReason(int value)
+{
+    return dak::ReasonName(static_cast<ESystemTimeReason>(value));
+}
+const char* PrintedAutoType(int value)
+{
+    return dak::AutoClockTypeName(static_cast<ETypeOfAutoClock>(value));
+}
+
 template <size_t N>
-std::optional<int64_t> Lookup(const std::array<Name, N>& names, std::string_view word)
+std::optional<int64_t> Lookup(const std::array<Name, N>& names, const char* (*printed)(int),
+                              std::string_view word)
 {
     for (const auto& name : names) {
-        if (SameWord(word, name.shortName) || SameWord(word, name.printedName)) {
+        if (SameWord(word, name.shortName) || SameWord(word, printed(name.value))) {
             return name.value;
         }
     }
     return ParseInteger(word);
 }
 
-template <size_t N>
-std::string Print(const std::array<Name, N>& names, int64_t value, const char* unknown)
+// The library's printed name of `value` (its "..._unknown" one for a value
+// no enumerator of its holds).
+std::string Print(const char* (*printed)(int), int64_t value)
 {
-    for (const auto& name : names) {
-        if (name.value == value) {
-            return name.printedName;
-        }
-    }
-    return unknown;
+    constexpr int64_t kOutside = -1000;  // no enumerator's value
+    const bool fits = value >= INT32_MIN && value <= INT32_MAX;
+    return printed(static_cast<int>(fits ? value : kOutside));
 }
 
 char Lower(char c)
@@ -110,32 +125,32 @@ std::optional<bool> ParseBool(std::string_view word)
 
 std::optional<int64_t> ParseSetType(std::string_view word)
 {
-    return Lookup(kSetTypes, word);
+    return Lookup(kSetTypes, PrintedSetType, word);
 }
 
 std::optional<int64_t> ParseReason(std::string_view word)
 {
-    return Lookup(kReasons, word);
+    return Lookup(kReasons, PrintedReason, word);
 }
 
 std::optional<int64_t> ParseAutoType(std::string_view word)
 {
-    return Lookup(kAutoTypes, word);
+    return Lookup(kAutoTypes, PrintedAutoType, word);
 }
 
 std::string SetTypeName(int64_t value)
 {
-    return Print(kSetTypes, value, "SetType_unknown");
+    return Print(PrintedSetType, value);
 }
 
 std::string ReasonName(int64_t value)
 {
-    return Print(kReasons, value, "Reason_unknown");
+    return Print(PrintedReason, value);
 }
 
 std::string AutoTypeName(int64_t value)
 {
-    return Print(kAutoTypes, value, "AutoType_unknown");
+    return Print(PrintedAutoType, value);
 }
 
 }  // namespace daksim

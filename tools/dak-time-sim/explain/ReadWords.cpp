@@ -29,17 +29,17 @@ std::string Field(std::string_view text, size_t index)
 
 std::optional<int64_t> ReasonWord(const std::string& word)
 {
-    return word == "Reason_unknown" ? std::optional<int64_t>(-1) : ParseReason(word);
+    return word == ReasonName(-1) ? std::optional<int64_t>(-1) : ParseReason(word);
 }
 
 std::optional<int64_t> AutoTypeWord(const std::string& word)
 {
-    return word == "AutoType_unknown" ? std::optional<int64_t>(-1) : ParseAutoType(word);
+    return word == AutoTypeName(-1) ? std::optional<int64_t>(-1) : ParseAutoType(word);
 }
 
 std::optional<int64_t> SetTypeWord(const std::string& word)
 {
-    return word == "SetType_unknown" ? std::optional<int64_t>(3) : ParseSetType(word);
+    return word == SetTypeName(3) ? std::optional<int64_t>(3) : ParseSetType(word);
 }
 
 }  // namespace daksim::explain

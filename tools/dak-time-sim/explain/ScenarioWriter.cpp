@@ -160,7 +160,7 @@ void ScenarioWriter::Setting(const SettingEvent& event, const At& at)
     }
     // A type outside the table prints as SetType_unknown: written as its
     // number (-1 where the log does not say which: any acts the same).
-    const std::string type = SetTypeName(setting.type) == "SetType_unknown"
+    const std::string type = SetTypeName(setting.type) == SetTypeName(3)
                                  ? std::to_string(setting.type)
                                  : SetTypeName(setting.type);
     if (setting.type < 0) {
