@@ -65,13 +65,26 @@ void Decisions::Refused(std::optional<int64_t> type, std::optional<int64_t> utc,
     setting.why = why;
     setting.reasonBefore = m_reason;
     setting.reasonAfter = m_reason;
-    m_onSetting(setting);
+    Tell(setting);
 }
 
 void Decisions::EndSync(const Sync& sync)
 {
     m_inSync = false;
-    m_onSync(sync);
+    if (m_onSync) {
+        m_onSync(sync);
+    } else {
+        m_decided.emplace_back(sync);
+    }
+}
+
+void Decisions::Tell(const Setting& setting)
+{
+    if (m_onSetting) {
+        m_onSetting(setting);
+    } else {
+        m_decided.emplace_back(setting);
+    }
 }
 
 void Decisions::Line(const dakhost::LogLine& line)
@@ -178,14 +191,14 @@ void Decisions::Read(const LibraryMessage& known, bool onCallThread)
                 m_applying->why =
                     "platform clock refused, ret=" + std::to_string(m_applying->clockResult);
                 m_applying->reasonAfter = m_reason;
-                m_onSetting(*m_applying);
+                Tell(*m_applying);
                 m_applying.reset();
             }
             break;
         case Id(msg::kApplied):
             if (m_applying) {
                 m_applying->reasonAfter = m_reason;
-                m_onSetting(*m_applying);
+                Tell(*m_applying);
                 m_applying.reset();
             }
             break;

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <variant>
+#include <vector>
 
 #include "DakHostControl.h"
 #include "LibraryMessages.h"
@@ -38,8 +40,17 @@ public:
         std::string decision;
     };
 
+    // A run's decisions, told as they are made (on the thread that logged them).
     Decisions(std::function<void(const Setting&)> onSetting,
               std::function<void(const Sync&)> onSync);
+    // Reading a log back: the decisions wait in Decided() until the reader
+    // takes them, so that nothing calls back into it.
+    Decisions() = default;
+
+    using Decision = std::variant<Setting, Sync>;
+    // The decisions made since the last Clear(), in order.
+    const std::vector<Decision>& Decided() const { return m_decided; }
+    void ClearDecided() { m_decided.clear(); }
 
     // Before a call step on the simulator's thread: the setting that step
     // would ask for (nullopt: it asks for none).
@@ -68,9 +79,11 @@ private:
     void Refused(std::optional<int64_t> type, std::optional<int64_t> utc, const std::string& why,
                  bool onCallThread);
     void EndSync(const Sync& sync);
+    void Tell(const Setting& setting);
 
     std::function<void(const Setting&)> m_onSetting;
     std::function<void(const Sync&)> m_onSync;
+    std::vector<Decision> m_decided;
 
     std::mutex m_lock;
     std::optional<int64_t> m_callType;  // of the running call step

@@ -24,12 +24,7 @@ Rebuild::Rebuild(Listener& out) : m_out(out), m_startupReader(out)
 
 void Rebuild::BeginFile(const std::string& name, uint64_t line, bool fresh, bool boot)
 {
-    m_decisions = std::make_unique<Decisions>(
-        [this](const Decisions::Setting& setting) { FromDecisions(setting); },
-        [this](const Decisions::Sync& sync) {
-            m_syncSetting = sync.decision == "platform clock set from the hardware clock";
-            m_out.Sync(sync, Here());
-        });
+    m_decisions = std::make_unique<Decisions>();
     m_line = line;
     m_moments.Reset(m_year);
     m_reason.reset();
@@ -124,6 +119,21 @@ void Rebuild::FinishTable()
         m_out.Table(*table, {line, m_moments.Now()});
         m_tableDrove = table->askedSet;
     }
+}
+
+// What the decisions reader made of the last line, in order.
+void Rebuild::TakeDecisions()
+{
+    for (const Decisions::Decision& decision : m_decisions->Decided()) {
+        if (const auto* setting = std::get_if<Decisions::Setting>(&decision)) {
+            FromDecisions(*setting);
+        } else {
+            const auto& sync = std::get<Decisions::Sync>(decision);
+            m_syncSetting = sync.decision == "platform clock set from the hardware clock";
+            m_out.Sync(sync, Here());
+        }
+    }
+    m_decisions->ClearDecided();
 }
 
 void Rebuild::FromDecisions(const Decisions::Setting& setting)
@@ -240,6 +250,7 @@ void Rebuild::Read(const dakhost::LogLine& line, const LibraryMessage& known)
             m_decisions->CallUnknown();
         }
         m_decisions->LineRead(line, known);
+        TakeDecisions();
     }
     if (line.function == "SetStreamClock"sv) {
         if (print) {
@@ -403,6 +414,7 @@ void Rebuild::EndFile(uint64_t line)
     m_startupReader.Other(LibraryMessage(), Here());
     if (m_decisions) {
         m_decisions->EndOfLog();
+        TakeDecisions();
     }
     if (!m_moments.Stamps()) {
         m_out.Undecided("the lines carry no time stamps: how long anything took", Here());

@@ -60,6 +60,7 @@ private:
     void ReasonSeen(int reason);
     void AutoClock(int value);
     void FinishTable();
+    void TakeDecisions();
     void FromDecisions(const Decisions::Setting& setting);
     void Accepted(int64_t type);
     At Here() const { return {m_line, m_moments.Now()}; }
