@@ -69,28 +69,27 @@ private:
     std::unique_ptr<Decisions> m_decisions;
     uint64_t m_decidedLine = 0;  // the line of the decisions reader's last setting
     uint64_t m_line = 0;
+    uint64_t m_damaged = 0;
     Moments m_moments;
+    StartupReader m_startupReader;
+    TableReader m_tables;
 
     std::optional<int> m_reason;
     std::optional<int> m_autoClock;
+    std::optional<int64_t> m_clockBefore;
+    std::optional<std::pair<int64_t, int64_t>> m_replay;  // start-up's replay: its type and time
+    std::optional<int64_t> m_year;
     int m_signals = 0;
     int m_maxLevel = 0;
-    bool m_echoes = false;  // the simulator's step echoes say what each call asks for
-    StartupReader m_startupReader;
-    // The setting the task is applying (its first line seen).
-    bool m_applyingSeen = false;
-    std::optional<int64_t> m_clockBefore;
+    bool m_echoes = false;        // the simulator's step echoes say what each call asks for
+    bool m_applyingSeen = false;  // the setting the task is applying: its first line seen
     bool m_networkTaken = false;
     bool m_syncSetting = false;  // a sync just asked to set the platform clock
     bool m_initReplay = false;   // start-up just asked to replay the hardware clock
-    std::optional<std::pair<int64_t, int64_t>> m_replay;  // its type and time
-    TableReader m_tables;
-    bool m_tableDrove = false;  // the last table asked the manager
-    uint64_t m_damaged = 0;
+    bool m_tableDrove = false;   // the last table asked the manager
     // A setting's level-1 line was damaged: its copy, the next message, tells it.
     bool m_copyArmed = false;
     bool m_copyDue = false;
-    std::optional<int64_t> m_year;
 };
 
 }  // namespace daksim::explain
