@@ -12,6 +12,7 @@
 #          pkg-config and libdvbpsi (the capture writer of the tests), zlib
 #          (dak-time-sim explain reads .gz logs), CLI11 (dak-timed's command line)
 #   cross  32-bit x86 and armhf cross compilers, 32-bit x86 runtime, qemu-user
+#   linux  libsystemd (the Linux platform's journal and system bus)
 #   vm     qemu-system-arm, cpio, and the armhf package lists that the VM test
 #          downloads its kernel and busybox from
 #   abi    libabigail tools (abidw, abidiff)
@@ -40,6 +41,7 @@ for group in "${groups[@]}"; do
                        zlib1g-dev nlohmann-json3-dev libcli11-dev) ;;
         cross) wanted+=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 g++-arm-linux-gnueabihf
                         qemu-user) ;;
+        linux) wanted+=(libsystemd-dev pkg-config) ;;
         vm) wanted+=(qemu-system-arm cpio gzip); need_armhf_arch=1 ;;
         abi) wanted+=(abigail-tools) ;;
         lint) wanted+=(clang-format clang-tidy clang-tidy-14) ;;
@@ -53,9 +55,9 @@ for group in "${groups[@]}"; do
                       g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio gzip
                       abigail-tools clang-format clang-tidy clang-tidy-14 clang-14
                       libclang-rt-14-dev doxygen help2man pkg-config dpkg-dev debhelper fakeroot
-                      lintian)
+                      lintian libsystemd-dev)
              want_deb_cross=1; need_armhf_arch=1 ;;
-        *) echo "setup: unknown group '$group' (host cross vm abi lint fuzz docs external deb deb-cross all)" >&2; exit 2 ;;
+        *) echo "setup: unknown group '$group' (host cross linux vm abi lint fuzz docs external deb deb-cross all)" >&2; exit 2 ;;
     esac
 done
 

@@ -12,6 +12,9 @@
 #              where the kernel refuses i386 programs (DAK_I686_RUN=qemu
 #              forces that way; see cmake/toolchain-i686.cmake)
 #       armhf  32-bit ARM cross build, run under qemu-arm
+#       linux  the Linux platform (platform/linux), native: its primitives,
+#              settings store and the library on it in dry run
+#       linux-armhf  the same cross built for armhf, run under qemu-arm
 #
 # Environment: DAK_BUILD_DIR (build folder; default build for host,
 # build-<variant> otherwise), DAK_JOBS (parallel jobs, default 2).
@@ -24,7 +27,7 @@ while [[ $# -gt 0 ]]; do
     case "$1" in
         --variant) variant="${2:?--variant needs a name}"; shift 2 ;;
         --variant=*) variant="${1#--variant=}"; shift ;;
-        -h|--help) sed -n '2,19p' "$0"; exit 0 ;;
+        -h|--help) sed -n '2,22p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown argument '$1'" >&2; exit 2 ;;
     esac
 done
@@ -36,8 +39,10 @@ case "$variant" in
     host) preset=dev; default_dir=build ;;
     asan|tsan) preset=$variant; default_dir=build-$variant ;;
     i686|armhf) preset=$variant; default_dir=build-$variant; setup_groups+=(cross) ;;
+    linux) preset=linux; default_dir=build-linux; setup_groups+=(linux) ;;
+    linux-armhf) preset=linux-armhf; default_dir=build-linux-armhf; setup_groups+=(cross) ;;
     *)
-        echo "test.sh: unknown variant '$variant' (host asan tsan i686 armhf)" >&2
+        echo "test.sh: unknown variant '$variant' (host asan tsan i686 armhf linux linux-armhf)" >&2
         exit 2 ;;
 esac
 build_dir="${DAK_BUILD_DIR:-$DAK_ROOT/$default_dir}"

@@ -1,8 +1,9 @@
 # Which platform the library is bound to: the host substitute in
-# platform/host (default), or an external platform given by its headers and
+# platform/host (default), plain Linux in platform/linux (a real box's clock,
+# for dak-timed), or an external platform given by its headers and
 # libraries. Chosen before anything else is looked up, so that a build
 # against a vendor's sysroot needs nothing the tests need.
-set(DAK_PLATFORM_VALUES host external)
+set(DAK_PLATFORM_VALUES host linux external)
 set(DAK_PLATFORM "host" CACHE STRING "Platform the library is built against: ${DAK_PLATFORM_VALUES}")
 set_property(CACHE DAK_PLATFORM PROPERTY STRINGS ${DAK_PLATFORM_VALUES})
 if(NOT DAK_PLATFORM IN_LIST DAK_PLATFORM_VALUES)
@@ -13,17 +14,26 @@ set(DAK_PLATFORM_INCLUDE_DIR "" CACHE PATH "External platform: directory of its 
 set(DAK_PLATFORM_LIBRARIES "" CACHE STRING
   "External platform: its libraries (names looked up in the toolchain's paths, full paths, or link flags)")
 
-# Tests, the simulator and the benchmarks drive the host platform's controls.
+# Tests, the simulator and the benchmarks drive the host platform's controls;
+# on the Linux platform the tests are that platform's own (tests/linux).
 if(DAK_PLATFORM STREQUAL "host")
   set(DAK_HOST_ONLY_DEFAULT ON)
 else()
   set(DAK_HOST_ONLY_DEFAULT OFF)
 endif()
-option(DAK_BUILD_TESTS "Build the tests (host platform only)" ${DAK_HOST_ONLY_DEFAULT})
+if(DAK_PLATFORM STREQUAL "external")
+  set(DAK_TESTS_DEFAULT OFF)
+else()
+  set(DAK_TESTS_DEFAULT ON)
+endif()
+option(DAK_BUILD_TESTS "Build the tests (host or linux platform)" ${DAK_TESTS_DEFAULT})
 option(DAK_BUILD_TOOLS "Build the scenario simulator (host platform only)" ${DAK_HOST_ONLY_DEFAULT})
 option(DAK_BUILD_BENCH "Build the benchmarks (host platform only)" ${DAK_HOST_ONLY_DEFAULT})
+if(DAK_PLATFORM STREQUAL "external" AND DAK_BUILD_TESTS)
+  message(FATAL_ERROR "DAK_BUILD_TESTS=ON needs DAK_PLATFORM=host or linux")
+endif()
 if(NOT DAK_PLATFORM STREQUAL "host")
-  foreach(part DAK_BUILD_TESTS DAK_BUILD_TOOLS DAK_BUILD_BENCH)
+  foreach(part DAK_BUILD_TOOLS DAK_BUILD_BENCH)
     if(${part})
       message(FATAL_ERROR "${part}=ON needs DAK_PLATFORM=host (it drives the host platform's controls)")
     endif()

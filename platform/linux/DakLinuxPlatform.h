@@ -30,6 +30,8 @@
 #include <string>
 #include <vector>
 
+#define DAK_LINUX_API __attribute__((visibility("default")))
+
 namespace daklinux {
 
 // How the box's power situation is reported to the library at start-up
@@ -57,9 +59,6 @@ struct Options {
     // The hardware clock device; in dry run a file path for the fake RTC
     // ("" in dry run: next to the settings, "<settingsPath>.rtc").
     std::string rtcDevice = "/dev/rtc0";
-    // Where the platform notes which boot of the box it last started in
-    // (MainPower::Auto). A folder that a boot empties (/run).
-    std::string runtimeDir = "/run/dak-time";
     // Which regional object factory: KR USA DVB BRZ JPN.
     std::string region = "DVB";
     // The time-update agent lets stream time update the system time.
@@ -92,16 +91,16 @@ struct Options {
 // Brings the platform up. Call before TISystemTimeManager::Instance(). False,
 // with a message in *error, for options that cannot work (unknown region, a
 // settings folder that cannot be made, a hardware clock path that is empty).
-bool Start(const Options& options, std::string* error);
+DAK_LINUX_API bool Start(const Options& options, std::string* error);
 
 // Takes the options that may change while running (SIGHUP): clock mode
 // (subscribers are called back when it changes), time-update agent,
 // region offsets, time zone identifier, log level and target, network
 // error bound. The region, paths and dry run stay as Start set them.
-bool Apply(const Options& options, std::string* error);
+DAK_LINUX_API bool Apply(const Options& options, std::string* error);
 
 // Ends what Start began. Call after TISystemTimeManager::Exit().
-void Stop();
+DAK_LINUX_API void Stop();
 
 // What `dak-timed status` shows. Read works in any process: in the one that
 // called Start it reports that process's platform (dry-run clock included);
@@ -126,6 +125,6 @@ struct Snapshot {
     int signalsSent = 0;                    // signal 108 since Start
     std::vector<std::string> lastLogLines;  // the last few, oldest first
 };
-Snapshot Read(const Options& options);
+DAK_LINUX_API Snapshot Read(const Options& options);
 
 }  // namespace daklinux
