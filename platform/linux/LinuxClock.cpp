@@ -37,16 +37,16 @@ PlatformClock& C()
     return *clock;
 }
 
+}  // namespace
+
+namespace daklinux::detail {
+
 int64_t RealNow()
 {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     return static_cast<int64_t>(now.tv_sec);
 }
-
-}  // namespace
-
-namespace daklinux::detail {
 
 void ConfigureClock(const Options& options)
 {
@@ -74,6 +74,8 @@ bool TCTimeUtility::BinaryToDate(unsigned long utc, tm* date)
     const auto seconds = static_cast<time_t>(static_cast<uint32_t>(utc));
     return ::gmtime_r(&seconds, date) != nullptr;
 }
+
+using daklinux::detail::RealNow;
 
 extern "C" int BPTime_get_current_time(unsigned long* utc)
 {

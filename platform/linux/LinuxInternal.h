@@ -37,6 +37,7 @@ void ConfigureRtc(const Options& options);
 
 // ---- platform clock (LinuxClock.cpp) ----
 void ConfigureClock(const Options& options);
+int64_t RealNow();  // CLOCK_REALTIME's seconds: the machine's clock
 uint32_t PlatformClockNow();
 
 // ---- network time (LinuxNetworkTime.cpp) ----

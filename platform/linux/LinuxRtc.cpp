@@ -59,13 +59,6 @@ void ForgetFake(int fd)
     }
 }
 
-int64_t RealNow()
-{
-    timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<int64_t>(now.tv_sec);
-}
-
 // The fake RTC's file: "dak-time-fake-rtc <rtc seconds> <real seconds>\n".
 int FakeRead(int fd, rtc_time* time)
 {
@@ -77,7 +70,7 @@ int FakeRead(int fd, rtc_time* time)
         errno = EINVAL;  // as a driver says of a clock that lost its time
         return -1;
     }
-    const auto now = static_cast<time_t>(rtc + (RealNow() - written));
+    const auto now = static_cast<time_t>(rtc + (daklinux::detail::RealNow() - written));
     tm civil{};
     if (::gmtime_r(&now, &civil) == nullptr) {
         errno = EINVAL;
@@ -94,9 +87,9 @@ int FakeWrite(int fd, const rtc_time* time)
     std::memcpy(&civil, time, sizeof *time);
     const time_t utc = ::timegm(&civil);
     char text[96];
-    const int length =
-        std::snprintf(text, sizeof text, "dak-time-fake-rtc %lld %lld\n",
-                      static_cast<long long>(utc), static_cast<long long>(RealNow()));
+    const int length = std::snprintf(text, sizeof text, "dak-time-fake-rtc %lld %lld\n",
+                                     static_cast<long long>(utc),
+                                     static_cast<long long>(daklinux::detail::RealNow()));
     if (::ftruncate(fd, 0) != 0 || ::pwrite(fd, text, static_cast<size_t>(length), 0) != length) {
         return -1;
     }

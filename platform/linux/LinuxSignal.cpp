@@ -78,6 +78,7 @@ namespace daklinux::detail {
 
 bool ConfigureSignal(const Options& options)
 {
+    E().sent = 0;  // counted from this start on
 #if defined(DAK_LINUX_HAVE_SYSTEMD)
     LinuxEventManager& e = E();
     const std::lock_guard<std::mutex> guard(e.lock);

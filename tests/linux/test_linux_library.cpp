@@ -44,6 +44,19 @@ protected:
         }
         return TISystemTimeManager::Instance()->Init();
     }
+    // A first run in which the user sets 2030 by hand; it leaves the micom
+    // reason stored and the hardware clock at 2030.
+    bool FirstRunSetsTheClockByHand()
+    {
+        options.mainPower = daklinux::MainPower::Off;
+        const bool set =
+            Run(options) &&
+            TISystemTimeManager::Instance()->SetSystemTime(k2030, SetType_manual, false) &&
+            linuxtest::WaitUntil([&] { return daklinux::Read(options).signalsSent >= 1; });
+        TISystemTimeManager::Exit();
+        daklinux::Stop();
+        return set;
+    }
     linuxtest::ScratchFolder folder;
     daklinux::Options options = linuxtest::DryRun(folder.Path());
 };
@@ -67,12 +80,7 @@ TEST_F(LinuxLibrary, ARestartReplaysAValidHardwareClockAsTheStoredReasonAllows)
 {
     // A first run leaves a micom reason; the box is booted again with its
     // hardware clock still running (a battery kept it).
-    options.mainPower = daklinux::MainPower::Off;
-    ASSERT_TRUE(Run(options));
-    ASSERT_TRUE(TISystemTimeManager::Instance()->SetSystemTime(k2030, SetType_manual, false));
-    ASSERT_TRUE(linuxtest::WaitUntil([&] { return daklinux::Read(options).signalsSent >= 1; }));
-    TISystemTimeManager::Exit();
-    daklinux::Stop();
+    ASSERT_TRUE(FirstRunSetsTheClockByHand());
 
     WriteFakeRtc(options.rtcDevice, k2030 + 3600);
     options.mainPower = daklinux::MainPower::Auto;  // a new boot id is unknown: a boot
@@ -84,12 +92,7 @@ TEST_F(LinuxLibrary, ARestartReplaysAValidHardwareClockAsTheStoredReasonAllows)
 
 TEST_F(LinuxLibrary, ABootWhoseHardwareClockLostItsTimeDropsTheStoredReason)
 {
-    options.mainPower = daklinux::MainPower::Off;
-    ASSERT_TRUE(Run(options));
-    ASSERT_TRUE(TISystemTimeManager::Instance()->SetSystemTime(k2030, SetType_manual, false));
-    ASSERT_TRUE(linuxtest::WaitUntil([&] { return daklinux::Read(options).signalsSent >= 1; }));
-    TISystemTimeManager::Exit();
-    daklinux::Stop();
+    ASSERT_TRUE(FirstRunSetsTheClockByHand());
 
     std::ofstream(options.rtcDevice, std::ios::trunc) << "";  // unreadable now
     std::ofstream(options.settingsPath + ".boot", std::ios::trunc) << "another boot\n";

@@ -75,7 +75,8 @@ TEST_F(LinuxSettings, AMissingFileGivesTheDefaultsAndOneLogLine)
     ASSERT_TRUE(daklinux::Start(options, &error)) << error;
     EXPECT_EQ(TCVConfProvider::GetTimeSettingReason(), Reason_init);
     EXPECT_EQ(TCVConfProvider::GetFirstSTTTime(), 0);
-    EXPECT_EQ(LinesWith(daklinux::Read(options), "missing; defaults used"), 1U);
+    EXPECT_EQ(LinesWith(daklinux::Read(options), options.settingsPath + " missing; defaults used"),
+              1U);
 }
 
 TEST_F(LinuxSettings, ADamagedFileGivesTheDefaultsAndOneLogLineNeverACrash)

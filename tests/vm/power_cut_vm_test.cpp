@@ -28,8 +28,8 @@
 #include <thread>
 
 #include "DakLinuxPlatform.h"
-#include "TISystemTimeManager.h"
 #include "TIStreamClock.h"
+#include "TISystemTimeManager.h"
 #include "TimeSettingTypes.h"
 
 namespace {
