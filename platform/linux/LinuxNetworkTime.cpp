@@ -108,7 +108,7 @@ NetworkState ReadNetworkState(long maxErrorBoundUs)
     timex state{};  // modes 0: read only, no privilege needed
     const int result = ::adjtimex(&state);
     NetworkState read;
-    read.maxErrorUs = state.maxerror;
+    read.maxErrorUs = static_cast<long>(state.maxerror);  // at most 16 s: fits
     read.synchronised = result != -1 && result != TIME_ERROR && (state.status & STA_UNSYNC) == 0 &&
                         state.maxerror <= maxErrorBoundUs;
     return read;

@@ -212,19 +212,4 @@ int close(int fd)
     return ::close(fd);
 }
 
-int clock_gettime(clockid_t clock, timespec* now)
-{
-    return ::clock_gettime(clock, now);
-}
-
-int gettimeofday(timeval* now)
-{
-    return ::gettimeofday(now, nullptr);
-}
-
-time_t time(time_t* now)
-{
-    return ::time(now);
-}
-
 }  // namespace dakos

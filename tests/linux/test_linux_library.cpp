@@ -14,7 +14,8 @@
 
 namespace {
 
-constexpr uint32_t k2030 = 1893456000;  // 2030-01-01T00:00:00Z
+constexpr uint32_t k2030 = 1893456000;          // 2030-01-01T00:00:00Z
+constexpr uint32_t k2040LeapDay = 2214167624U;  // 2040-02-29T22:33:44Z
 
 uint32_t Near(uint32_t a, uint32_t b)
 {
@@ -65,15 +66,21 @@ TEST_F(LinuxLibrary, AManualSettingMovesTheClockTheHardwareClockAndTheStoredReas
 {
     options.mainPower = daklinux::MainPower::Off;
     ASSERT_TRUE(Run(options));
-    ASSERT_TRUE(TISystemTimeManager::Instance()->SetSystemTime(k2030, SetType_manual, false));
-    ASSERT_TRUE(linuxtest::WaitUntil([&] {
-        const daklinux::Snapshot s = daklinux::Read(options);
-        return s.signalsSent >= 1 && s.hardwareClockValid && Near(s.hardwareClock, k2030) <= 2;
-    }));
-    const daklinux::Snapshot snapshot = daklinux::Read(options);
-    EXPECT_LE(Near(snapshot.platformClock, k2030), 2U);
-    EXPECT_EQ(snapshot.reason, Reason_micom);
-    EXPECT_TRUE(snapshot.dryRun);
+    // Past the 32-bit time_t boundary too: the set is a 32-bit machine.
+    int signals = 0;
+    for (const uint32_t utc : {k2030, k2040LeapDay}) {
+        ASSERT_TRUE(TISystemTimeManager::Instance()->SetSystemTime(utc, SetType_manual, false));
+        ++signals;
+        ASSERT_TRUE(linuxtest::WaitUntil([&] {
+            const daklinux::Snapshot s = daklinux::Read(options);
+            return s.signalsSent >= signals && s.hardwareClockValid &&
+                   Near(s.hardwareClock, utc) <= 2;
+        })) << utc;
+        const daklinux::Snapshot snapshot = daklinux::Read(options);
+        EXPECT_LE(Near(snapshot.platformClock, utc), 2U);
+        EXPECT_EQ(snapshot.reason, Reason_micom);
+        EXPECT_TRUE(snapshot.dryRun);
+    }
 }
 
 TEST_F(LinuxLibrary, ARestartReplaysAValidHardwareClockAsTheStoredReasonAllows)
