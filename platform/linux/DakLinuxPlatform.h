@@ -56,8 +56,9 @@ struct Options {
     bool dryRun = false;
     // The settings store (created with its folder when missing).
     std::string settingsPath = "/var/lib/dak-time/settings";
-    // The hardware clock device; in dry run a file path for the fake RTC
-    // ("" in dry run: next to the settings, "<settingsPath>.rtc").
+    // The hardware clock device. In dry run a regular file stands for it: this
+    // path unless it lies under /dev (the default included), else
+    // "<settingsPath>.rtc"; a device is never opened in dry run.
     std::string rtcDevice = "/dev/rtc0";
     // Which regional object factory: KR USA DVB BRZ JPN.
     std::string region = "DVB";

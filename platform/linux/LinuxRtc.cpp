@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <linux/rtc.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -96,12 +97,15 @@ int FakeWrite(int fd, const rtc_time* time)
     return 0;
 }
 
+// In dry run the hardware clock is a file, never a device: a path under
+// /dev (the default "/dev/rtc0" included) becomes the file beside the
+// settings.
 std::string DevicePath(const daklinux::Options& options)
 {
-    if (!options.rtcDevice.empty()) {
-        return options.rtcDevice;
+    if (options.dryRun && (options.rtcDevice.empty() || options.rtcDevice.rfind("/dev/", 0) == 0)) {
+        return options.settingsPath + ".rtc";
     }
-    return options.dryRun ? options.settingsPath + ".rtc" : kLibraryDevice;
+    return options.rtcDevice.empty() ? kLibraryDevice : options.rtcDevice;
 }
 
 int OpenRtc(const Rtc& rtc, int flags, bool* fake)
@@ -111,7 +115,15 @@ int OpenRtc(const Rtc& rtc, int flags, bool* fake)
         // Writing makes the file; reading one that is not there fails as a
         // missing device does.
         const int create = (flags & O_ACCMODE) == O_RDONLY ? 0 : O_CREAT;
-        return ::open(rtc.device.c_str(), (flags & O_ACCMODE) | create | O_CLOEXEC, 0644);
+        const int fd =
+            ::open(rtc.device.c_str(), (flags & O_ACCMODE) | create | O_CLOEXEC | O_NOFOLLOW, 0644);
+        struct stat file {};
+        if (fd >= 0 && (::fstat(fd, &file) != 0 || !S_ISREG(file.st_mode))) {
+            ::close(fd);  // nothing of the machine is touched in dry run
+            errno = ENODEV;
+            return -1;
+        }
+        return fd;
     }
     return ::open(rtc.device.c_str(), flags | O_CLOEXEC);
 }

@@ -4,6 +4,8 @@
 // clock, the hardware clock, the stored reason and the signal.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <fstream>
 #include <string>
 
@@ -108,6 +110,29 @@ TEST_F(LinuxLibrary, ABootWhoseHardwareClockLostItsTimeDropsTheStoredReason)
     ASSERT_TRUE(Run(options));
     EXPECT_EQ(daklinux::Read(options).reason, Reason_init);
     EXPECT_LE(Near(daklinux::Read(options).platformClock, before), 2U);
+}
+
+TEST_F(LinuxLibrary, ADryRunNeverOpensADeviceForTheHardwareClock)
+{
+    // The default device path: the dry run's file beside the settings instead.
+    options.rtcDevice = "/dev/rtc0";
+    options.mainPower = daklinux::MainPower::Off;
+    ASSERT_TRUE(Run(options));
+    ASSERT_TRUE(TISystemTimeManager::Instance()->SetSystemTime(k2030, SetType_manual, false));
+    ASSERT_TRUE(linuxtest::WaitUntil([&] { return daklinux::Read(options).signalsSent >= 1; }));
+    const daklinux::Snapshot snapshot = daklinux::Read(options);
+    EXPECT_TRUE(snapshot.hardwareClockValid) << snapshot.hardwareClockProblem;
+    EXPECT_LE(Near(snapshot.hardwareClock, k2030), 2U);
+    std::ifstream file(options.settingsPath + ".rtc");
+    EXPECT_TRUE(file.good());
+    TISystemTimeManager::Exit();
+    daklinux::Stop();
+
+    // Any other device (one that is harmless to open) is refused.
+    options.rtcDevice = folder.Path() + "/null";
+    ASSERT_EQ(symlink("/dev/null", options.rtcDevice.c_str()), 0);
+    ASSERT_TRUE(Run(options));
+    EXPECT_FALSE(daklinux::Read(options).hardwareClockValid);
 }
 
 }  // namespace
