@@ -105,7 +105,8 @@ DAK_LINUX_API void Stop();
 
 // What `dak-timed status` shows. Read works in any process: in the one that
 // called Start it reports that process's platform (dry-run clock included);
-// elsewhere it reads the settings file and hardware clock of `options`.
+// elsewhere it reads the settings file and hardware clock of `options`, and
+// reports the machine's clock (another process's dry-run clock is its own).
 struct Snapshot {
     bool running = false;  // read from the process that called Start
     bool dryRun = false;
