@@ -31,9 +31,9 @@ constexpr const char* kTimesyncFolder = "/run/systemd/timesync";
 
 struct Watch {
     std::thread thread;
-    int wake = -1;     // eventfd: a look found a change, or stop
-    int stepped = -1;  // timerfd cancelled on every setting of the real clock
-    int marker = -1;   // inotify on timesyncd's folder (or -1 without one)
+    std::atomic<int> wake{-1};  // eventfd: a look found a change, or stop
+    int stepped = -1;           // timerfd cancelled on every setting of the real clock
+    int marker = -1;            // inotify on timesyncd's folder (or -1 without one)
     std::atomic<bool> stop{false};
     std::atomic<int> lastSeen{-1};  // -1 unknown, 0 not synchronised, 1 synchronised
 };
@@ -49,6 +49,14 @@ void CloseFd(int* fd)
     if (*fd >= 0) {
         ::close(*fd);
         *fd = -1;
+    }
+}
+
+void CloseFd(std::atomic<int>* fd)
+{
+    const int held = fd->exchange(-1);
+    if (held >= 0) {
+        ::close(held);
     }
 }
 
@@ -73,7 +81,7 @@ void WatchLoop()
 {
     Watch& w = W();
     while (!w.stop.load()) {
-        pollfd fds[3] = {{w.wake, POLLIN, 0}, {w.stepped, POLLIN, 0}, {w.marker, POLLIN, 0}};
+        pollfd fds[3] = {{w.wake.load(), POLLIN, 0}, {w.stepped, POLLIN, 0}, {w.marker, POLLIN, 0}};
         if (::poll(fds, w.marker >= 0 ? 3 : 2, -1) < 0 && errno != EINTR) {
             daklinux::detail::Log(1, "network time watch: poll: %s", std::strerror(errno));
             return;
@@ -145,7 +153,7 @@ void StopNetworkWatch()
     }
     w.stop = true;
     const uint64_t one = 1;
-    (void)::write(w.wake, &one, sizeof one);
+    (void)::write(w.wake.load(), &one, sizeof one);
     w.thread.join();
     CloseFd(&w.wake);
     CloseFd(&w.stepped);
@@ -155,9 +163,10 @@ void StopNetworkWatch()
 void CheckNetworkState()
 {
     Watch& w = W();
-    if (w.wake >= 0 && StateNow() != w.lastSeen.load()) {
+    const int wake = w.wake.load();
+    if (wake >= 0 && StateNow() != w.lastSeen.load()) {
         const uint64_t one = 1;
-        (void)::write(w.wake, &one, sizeof one);
+        (void)::write(wake, &one, sizeof one);
     }
 }
 
