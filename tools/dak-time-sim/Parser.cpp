@@ -55,7 +55,7 @@ std::variant<Script, ParseError> ParseScript(const std::string& name, const std:
             Step step;
             step.line = lineNumber;
             step.source = grammar::StepSource(line);
-            grammar::LineReader reader(std::move(words));
+            grammar::StepWords reader(std::move(words));
             grammar::ReadStep(reader, step);
             script.steps.push_back(std::move(step));
         } catch (const grammar::LineError& error) {

@@ -160,7 +160,7 @@ struct Logger {
     std::string partial;      // text after the last complete line
 };
 
-Logger& L()
+Logger& TheLogger()
 {
     static auto* const logger = new Logger;
     return *logger;
@@ -217,7 +217,7 @@ void Record(const char* function, int line, int module, int level, dakhost::Via 
     if (function == nullptr) {
         function = "";
     }
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     if (!logger.outputs.load(std::memory_order_relaxed)) {
         const std::lock_guard<std::mutex> lock(logger.lock);
         logger.recorder.Append(function, line, module, level, via, text, length);
@@ -307,7 +307,7 @@ namespace dakhost::detail {
 
 void ResetLogs()
 {
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     {
         const std::lock_guard<std::mutex> lock(logger.stdoutLock);
         std::fflush(stdout);
@@ -352,7 +352,7 @@ void SetLogLevel(int level)
 std::vector<LogLine> Logs()
 {
     CollectStdout();
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     const std::lock_guard<std::mutex> lock(logger.lock);
     return logger.recorder.Lines();
 }
@@ -360,14 +360,14 @@ std::vector<LogLine> Logs()
 void ClearLogs()
 {
     CollectStdout();
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     const std::lock_guard<std::mutex> lock(logger.lock);
     logger.recorder.Clear();
 }
 
 void SetLogSink(std::function<void(const LogLine&)> sink)
 {
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     const std::lock_guard<std::mutex> lock(logger.lock);
     logger.sink = std::move(sink);
     logger.outputs = logger.sink || logger.toStderr;
@@ -375,7 +375,7 @@ void SetLogSink(std::function<void(const LogLine&)> sink)
 
 void SetLogToStderr(bool on)
 {
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     const std::lock_guard<std::mutex> lock(logger.lock);
     logger.toStderr = on;
     logger.outputs = logger.sink || logger.toStderr;
@@ -383,7 +383,7 @@ void SetLogToStderr(bool on)
 
 int OriginalStdout()
 {
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     const std::lock_guard<std::mutex> lock(logger.stdoutLock);
     if (logger.originalStdout < 0) {
         logger.originalStdout = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
@@ -394,7 +394,7 @@ int OriginalStdout()
 void CaptureStdout(bool on)
 {
     const int original = OriginalStdout();
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     std::vector<std::string> lines;
     {
         const std::lock_guard<std::mutex> lock(logger.stdoutLock);
@@ -433,7 +433,7 @@ void CaptureStdout(bool on)
 
 void CollectStdout()
 {
-    Logger& logger = L();
+    Logger& logger = TheLogger();
     std::vector<std::string> lines;
     {
         const std::lock_guard<std::mutex> lock(logger.stdoutLock);

@@ -37,7 +37,7 @@ struct OsClocks {
     std::optional<dakhost::kernel::ClockView> process;
 };
 
-OsClocks& C()
+OsClocks& TheOsClocks()
 {
     static OsClocks clocks;
     return clocks;
@@ -52,7 +52,7 @@ int clock_gettime(clockid_t clock, timespec* now)
     if (clock != CLOCK_MONOTONIC) {
         return ::clock_gettime(clock, now);
     }
-    const int fault = C().monotonicFault.load(std::memory_order_relaxed);
+    const int fault = TheOsClocks().monotonicFault.load(std::memory_order_relaxed);
     if (fault != 0) {
         errno = fault;
         return -1;
@@ -71,7 +71,7 @@ int gettimeofday(timeval* now)
 {
     std::optional<int64_t> virtualMs;
     {
-        OsClocks& c = C();
+        OsClocks& c = TheOsClocks();
         const std::lock_guard<std::mutex> lock(c.lock);
         if (c.processFault != 0) {
             errno = c.processFault;
@@ -110,7 +110,7 @@ namespace dakhost::detail {
 
 void ResetOsClocks()
 {
-    OsClocks& c = C();
+    OsClocks& c = TheOsClocks();
     const std::lock_guard<std::mutex> lock(c.lock);
     c.monotonicFault.store(0);
     c.processFault = 0;
@@ -134,14 +134,14 @@ uint64_t MonotonicMs()
 
 void FailMonotonic(int code)
 {
-    OsClocks& c = C();
+    OsClocks& c = TheOsClocks();
     const std::lock_guard<std::mutex> lock(c.lock);
     c.monotonicFault.store(code);
 }
 
 void SetProcessClock(std::optional<int64_t> utcMs)
 {
-    OsClocks& c = C();
+    OsClocks& c = TheOsClocks();
     const std::lock_guard<std::mutex> lock(c.lock);
     c.process.reset();
     if (utcMs) {
@@ -151,7 +151,7 @@ void SetProcessClock(std::optional<int64_t> utcMs)
 
 std::optional<int64_t> ProcessClock()
 {
-    OsClocks& c = C();
+    OsClocks& c = TheOsClocks();
     const std::lock_guard<std::mutex> lock(c.lock);
     if (!c.process) {
         return std::nullopt;
@@ -161,7 +161,7 @@ std::optional<int64_t> ProcessClock()
 
 void FailProcessClock(int code)
 {
-    OsClocks& c = C();
+    OsClocks& c = TheOsClocks();
     const std::lock_guard<std::mutex> lock(c.lock);
     c.processFault = code;
 }

@@ -108,7 +108,7 @@ struct Providers {
     std::vector<int*> registered;  // libraries registered and not withdrawn
 };
 
-Providers& P()
+Providers& TheProviders()
 {
     static auto* const providers = new Providers;
     return *providers;
@@ -122,7 +122,7 @@ int& SettingSlot(Providers& p, dakhost::Setting setting)
 void LibraryWrite(dakhost::Setting setting, int value)
 {
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         SettingSlot(p, setting) = value;
         p.settingWrites.push_back({setting, value});
@@ -134,7 +134,7 @@ void LibraryWrite(dakhost::Setting setting, int value)
 
 int Read(dakhost::Setting setting)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return SettingSlot(p, setting);
 }
@@ -159,7 +159,7 @@ bool HostEventManager::SendSignal(int signalId, void* param, int flags)
         std::memcpy(record.param, param, sizeof record.param);
     }
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         p.signals.push_back(record);
     }
@@ -173,7 +173,7 @@ bool HostEventManager::SendSignal(int signalId, void* param, int flags)
 // lock while a callback runs.
 void CallBack(int param, int value)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     std::vector<SubscriptionPtr> targets;
     {
         const std::lock_guard<std::mutex> lock(p.lock);
@@ -287,7 +287,7 @@ IVConfCallbackSubscriber::~IVConfCallbackSubscriber() = default;
 void TCVConfCallbackManager::Subscribe(IVConfCallbackSubscriber::EVConfParam param,
                                        IVConfCallbackSubscriber* subscriber)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.subscriptionCalls.push_back({static_cast<int>(param), true, subscriber});
     if (subscriber == nullptr) {
@@ -309,7 +309,7 @@ void TCVConfCallbackManager::Subscribe(IVConfCallbackSubscriber::EVConfParam par
 void TCVConfCallbackManager::UnSubscribe(IVConfCallbackSubscriber::EVConfParam param,
                                          IVConfCallbackSubscriber* subscriber)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     std::unique_lock<std::mutex> lock(p.lock);
     p.subscriptionCalls.push_back({static_cast<int>(param), false, subscriber});
     const auto found =
@@ -337,7 +337,7 @@ void TCVConfCallbackManager::UnSubscribe(IVConfCallbackSubscriber::EVConfParam p
 
 bool TCFactoryProvider::GetOption(EOption option, int* value)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     const auto found = p.options.find(static_cast<int>(option));
     if (found == p.options.end() || value == nullptr) {
@@ -349,7 +349,7 @@ bool TCFactoryProvider::GetOption(EOption option, int* value)
 
 bool TCPowerTvProvider::IsMasterPowerOn()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.masterPower;
 }
@@ -358,7 +358,7 @@ TCObjectFactory::~TCObjectFactory() = default;
 
 TCObjectFactory* TCObjectFactory::GetInstance()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.factories.at(static_cast<size_t>(p.region));
 }
@@ -375,7 +375,7 @@ TCAgentMgr* TCAgentMgr::Instance()
 
 TIAgent* TCAgentMgr::m_Instance(TSAgentInstanceKey key)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     dakhost::AgentMode mode = dakhost::AgentMode::None;
     TIAgent* agent = nullptr;
@@ -402,7 +402,7 @@ TIEventManager::~TIEventManager() = default;
 
 TIEventManager* TIEventManager::Instance()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.eventManagerPresent ? &p.eventManager : nullptr;
 }
@@ -420,7 +420,7 @@ bool TCTimeUtility::BinaryToDate(unsigned long utc, tm* date)
 
 extern "C" int BPTime_get_current_time(unsigned long* utc)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     if (p.failClockGet != 0) {
         return p.failClockGet;
@@ -437,7 +437,7 @@ extern "C" int BPTime_set_current_time(unsigned long utc)
 {
     int result = 0;
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         result = p.failClockSet;
         if (result == 0) {
@@ -460,7 +460,7 @@ DAK_PLATFORM_API void ht_deregister_library(int* enabled);
 
 extern "C" void ht_register_library(int* enabled)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     ++p.registerCalls;
     p.lastRegistered = enabled;
@@ -470,7 +470,7 @@ extern "C" void ht_register_library(int* enabled)
 
 extern "C" void ht_deregister_library(int* enabled)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     ++p.deregisterCalls;
     const auto found = std::find(p.registered.begin(), p.registered.end(), enabled);
@@ -485,7 +485,7 @@ namespace dakhost::detail {
 
 void ResetProviders()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     {
         const std::lock_guard<std::mutex> lock(p.lock);
         p.settings.fill(0);
@@ -518,7 +518,7 @@ namespace dakhost {
 void SetSetting(Setting setting, int value)
 {
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         SettingSlot(p, setting) = value;
     }
@@ -544,14 +544,14 @@ int GetSetting(Setting setting)
 
 std::vector<SettingWrite> SettingWrites()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.settingWrites;
 }
 
 bool IsSubscribed(int param)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return std::any_of(p.subscriptions.begin(), p.subscriptions.end(),
                        [param](const SubscriptionPtr& entry) { return entry->param == param; });
@@ -559,14 +559,14 @@ bool IsSubscribed(int param)
 
 std::vector<SubscriptionCall> SubscriptionCalls()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.subscriptionCalls;
 }
 
 void SetFactoryOption(int option, std::optional<int> value)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     if (value) {
         p.options[option] = *value;
@@ -577,21 +577,21 @@ void SetFactoryOption(int option, std::optional<int> value)
 
 void SetMasterPower(bool on)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.masterPower = on;
 }
 
 void SelectObjectFactory(Region region)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.region = region;
 }
 
 void InstallObjectFactory(Region region, TCObjectFactory* factory)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     if (region != Region::None) {
         p.factories.at(static_cast<size_t>(region)) = factory;
@@ -604,7 +604,7 @@ void SetTimeZoneAgent(AgentMode mode, const std::map<int, int>& offsets)
     TCRWLock& registryLock = TCAgentMgr::Instance()->m_agentLock;
     registryLock.WLock();
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         p.timeZoneMode = mode;
         p.timeZoneAgent.offsets = mode == AgentMode::Answer ? offsets : std::map<int, int>{};
@@ -618,7 +618,7 @@ void SetTimeUpdateAgent(AgentMode mode)
     TCRWLock& registryLock = TCAgentMgr::Instance()->m_agentLock;
     registryLock.WLock();
     {
-        Providers& p = P();
+        Providers& p = TheProviders();
         const std::lock_guard<std::mutex> lock(p.lock);
         p.timeUpdateMode = mode;
         p.timeUpdateAgent.allow = mode == AgentMode::Answer;
@@ -634,70 +634,70 @@ int AgentReadHolds()
 
 void SetEventManagerPresent(bool present)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.eventManagerPresent = present;
 }
 
 std::vector<SignalRecord> Signals()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.signals;
 }
 
 void SetPlatformClock(uint32_t utc)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.platformClock.Set(static_cast<int64_t>(utc) * 1000);
 }
 
 uint32_t PlatformClock()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return static_cast<uint32_t>(static_cast<uint64_t>(p.platformClock.Ms()) / 1000U);
 }
 
 void FailClockGet(int code)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.failClockGet = code;
 }
 
 void FailClockSet(int code)
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     p.failClockSet = code;
 }
 
 int RegisterCalls()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.registerCalls;
 }
 
 int DeregisterCalls()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.deregisterCalls;
 }
 
 int* LastRegisteredPointer()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.lastRegistered;
 }
 
 int LastRegisteredValue()
 {
-    Providers& p = P();
+    Providers& p = TheProviders();
     const std::lock_guard<std::mutex> lock(p.lock);
     return p.lastRegisteredValue;
 }

@@ -13,7 +13,7 @@ namespace {
 using K = StepKind;
 
 // expect result true|false|on|off|null|N|T
-StepArgs Result(LineReader& in, StepKind& /*kind*/)
+StepArgs Result(StepWords& in, StepKind& /*kind*/)
 {
     const Word& word = in.Next("result");
     ExpectedResult expected;
@@ -35,7 +35,7 @@ StepArgs Result(LineReader& in, StepKind& /*kind*/)
 }
 
 // expect setting reason|dst|offset|autoclock|firststt V
-StepArgs Setting(LineReader& in, StepKind& /*kind*/)
+StepArgs Setting(StepWords& in, StepKind& /*kind*/)
 {
     const Word& which = in.Next("setting name");
     args::StoredSetting stored;
@@ -62,30 +62,30 @@ StepArgs Setting(LineReader& in, StepKind& /*kind*/)
     return stored;
 }
 
-StepArgs AutoClock(LineReader& in, StepKind& /*kind*/)
+StepArgs AutoClock(StepWords& in, StepKind& /*kind*/)
 {
     return args::Value{AutoType(in.Next("auto clock type"))};
 }
 
-StepArgs Clock(LineReader& in, StepKind& /*kind*/)
+StepArgs Clock(StepWords& in, StepKind& /*kind*/)
 {
     return args::Time{Time(in.Next("time"), Tolerance::Allowed)};
 }
 
 // The hardware clock counts past 2106.
-StepArgs Rtc(LineReader& in, StepKind& /*kind*/)
+StepArgs Rtc(StepWords& in, StepKind& /*kind*/)
 {
     return args::Time{
         Time(in.Next("time"), Tolerance::Allowed, std::numeric_limits<int64_t>::max())};
 }
 
-StepArgs Count(LineReader& in, StepKind& /*kind*/)
+StepArgs Count(StepWords& in, StepKind& /*kind*/)
 {
     return args::Value{Integer(in.Next("count"), "count")};
 }
 
 // expect signal N type=T
-StepArgs Signal(LineReader& in, StepKind& /*kind*/)
+StepArgs Signal(StepWords& in, StepKind& /*kind*/)
 {
     const Word& index = in.Next("signal number");
     args::SignalEntry signal;
@@ -101,7 +101,7 @@ StepArgs Signal(LineReader& in, StepKind& /*kind*/)
     return signal;
 }
 
-StepArgs Subscribed(LineReader& in, StepKind& /*kind*/)
+StepArgs Subscribed(StepWords& in, StepKind& /*kind*/)
 {
     const Word& which = in.Next("networktime, timemode or presentation");
     static constexpr const char* kSubscriptions[] = {"networktime", "timemode", "presentation"};
@@ -114,13 +114,13 @@ StepArgs Subscribed(LineReader& in, StepKind& /*kind*/)
                     " (want networktime, timemode or presentation)"};
 }
 
-StepArgs Running(LineReader& in, StepKind& /*kind*/)
+StepArgs Running(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("0 or 1"), "running state")};
 }
 
 // expect log|nolog [level=N] [via=V] TEXT, the options on either side.
-StepArgs Log(LineReader& in, StepKind& kind)
+StepArgs Log(StepWords& in, StepKind& kind)
 {
     args::LogMatch match;
     bool haveText = false;
@@ -162,7 +162,7 @@ StepArgs Log(LineReader& in, StepKind& kind)
 }
 
 // expect stream H clock|system T [set=B]
-StepArgs StreamReading(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamReading(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     args::Reading reading{handle, Time(in.Next("time"), Tolerance::Allowed), std::nullopt};
     for (const auto& option : in.Options({"set"})) {
@@ -171,14 +171,14 @@ StepArgs StreamReading(LineReader& in, const args::StreamHandle& handle, StepKin
     return reading;
 }
 
-StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamDst(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     return args::StreamDst{handle,
                            Boolean(in.Next("daylight-saving state"), "daylight-saving state"), 0};
 }
 
 // expect stream H dvboffset TOC NEXT LOCAL | none
-StepArgs StreamDvbOffset(LineReader& in, const args::StreamHandle& handle, StepKind& kind)
+StepArgs StreamDvbOffset(StepWords& in, const args::StreamHandle& handle, StepKind& kind)
 {
     const Word& toc = in.Next("time of change or none");
     if (SameWord(toc.text, "none")) {
@@ -199,7 +199,7 @@ constexpr StreamPhrase kStreamExpectations[] = {
 // clang-format on
 
 // expect stream H ...
-StepArgs Stream(LineReader& in, StepKind& kind)
+StepArgs Stream(StepWords& in, StepKind& kind)
 {
     return ReadStreamPhrase(in, kind, kStreamExpectations, "what to expect of the stream clock",
                             "unknown stream expectation");
@@ -225,7 +225,7 @@ constexpr Phrase kExpectations[] = {
 
 }  // namespace
 
-StepArgs ReadExpect(LineReader& in, StepKind& kind)
+StepArgs ReadExpect(StepWords& in, StepKind& kind)
 {
     return ReadPhrase(in, kind, kExpectations, "what to expect", "unknown expectation");
 }

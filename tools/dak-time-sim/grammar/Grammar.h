@@ -14,7 +14,7 @@
 
 namespace daksim::grammar {
 
-using Reader = StepArgs (*)(LineReader& in, StepKind& kind);
+using Reader = StepArgs (*)(StepWords& in, StepKind& kind);
 
 struct Phrase {
     const char* word;
@@ -23,7 +23,7 @@ struct Phrase {
 };
 
 // Stream steps name their clock before the phrase: `stream H set ...`.
-using StreamReader = StepArgs (*)(LineReader& in, const args::StreamHandle& handle, StepKind& kind);
+using StreamReader = StepArgs (*)(StepWords& in, const args::StreamHandle& handle, StepKind& kind);
 
 struct StreamPhrase {
     const char* word;
@@ -46,7 +46,7 @@ const Row* Find(const Row (&rows)[N], std::string_view word)
 // The next word, as one of `rows`: "missing WHAT" when there is none,
 // "UNKNOWN 'word'" when it is none of them.
 template <class Row, size_t N>
-const Row& NextPhrase(LineReader& in, const Row (&rows)[N], const char* what, const char* unknown)
+const Row& NextPhrase(StepWords& in, const Row (&rows)[N], const char* what, const char* unknown)
 {
     const Word& word = in.Next(what);
     const Row* row = Find(rows, word.text);
@@ -58,7 +58,7 @@ const Row& NextPhrase(LineReader& in, const Row (&rows)[N], const char* what, co
 
 // A family's phrase and the words after it: the step's kind and record.
 template <size_t N>
-StepArgs ReadPhrase(LineReader& in, StepKind& kind, const Phrase (&rows)[N], const char* what,
+StepArgs ReadPhrase(StepWords& in, StepKind& kind, const Phrase (&rows)[N], const char* what,
                     const char* unknown)
 {
     const Phrase& phrase = NextPhrase(in, rows, what, unknown);
@@ -68,7 +68,7 @@ StepArgs ReadPhrase(LineReader& in, StepKind& kind, const Phrase (&rows)[N], con
 
 // `H PHRASE ...` of a stream step or expectation.
 template <size_t N>
-StepArgs ReadStreamPhrase(LineReader& in, StepKind& kind, const StreamPhrase (&rows)[N],
+StepArgs ReadStreamPhrase(StepWords& in, StepKind& kind, const StreamPhrase (&rows)[N],
                           const char* what, const char* unknown)
 {
     const args::StreamHandle handle = Handle(in.Next("handle"));
@@ -79,20 +79,20 @@ StepArgs ReadStreamPhrase(LineReader& in, StepKind& kind, const StreamPhrase (&r
 
 // Read alike by a stream step and its expectation (LibraryGrammar):
 // `mode N`, and the NEXT LOCAL after a DVB offset's time of change.
-StepArgs ReadStreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& kind);
-args::DvbOffset ReadDvbOffset(LineReader& in, const args::StreamHandle& handle, const Word& toc);
+StepArgs ReadStreamMode(StepWords& in, const args::StreamHandle& handle, StepKind& kind);
+args::DvbOffset ReadDvbOffset(StepWords& in, const args::StreamHandle& handle, const Word& toc);
 
 // The whole step: its verb, then its family's phrase and values.
-void ReadStep(LineReader& in, Step& step);
+void ReadStep(StepWords& in, Step& step);
 
 // The families, after their verb (PlatformGrammar, LibraryGrammar,
 // ExpectGrammar).
-StepArgs ReadSet(LineReader& in, StepKind& kind);
-StepArgs ReadFail(LineReader& in, StepKind& kind);
-StepArgs ReadManager(LineReader& in, StepKind& kind);
-StepArgs ReadSetTime(LineReader& in, StepKind& kind);
-StepArgs ReadStreams(LineReader& in, StepKind& kind);
-StepArgs ReadStream(LineReader& in, StepKind& kind);
-StepArgs ReadExpect(LineReader& in, StepKind& kind);
+StepArgs ReadSet(StepWords& in, StepKind& kind);
+StepArgs ReadFail(StepWords& in, StepKind& kind);
+StepArgs ReadManager(StepWords& in, StepKind& kind);
+StepArgs ReadSetTime(StepWords& in, StepKind& kind);
+StepArgs ReadStreams(StepWords& in, StepKind& kind);
+StepArgs ReadStream(StepWords& in, StepKind& kind);
+StepArgs ReadExpect(StepWords& in, StepKind& kind);
 
 }  // namespace daksim::grammar

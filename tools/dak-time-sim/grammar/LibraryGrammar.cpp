@@ -14,7 +14,7 @@ namespace {
 using K = StepKind;
 
 // stream H set T [scan=B] [mode=N]
-StepArgs StreamSet(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamSet(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     args::StreamTime set{handle, Time(in.Next("time"), Tolerance::Refused), false, 0};
     for (const auto& [key, value] : in.Options({"scan", "mode"})) {
@@ -28,7 +28,7 @@ StepArgs StreamSet(LineReader& in, const args::StreamHandle& handle, StepKind& /
 }
 
 // stream H dst B [mode=N]
-StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamDst(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     args::StreamDst dst{handle, Boolean(in.Next("daylight-saving state"), "daylight-saving state"),
                         0};
@@ -38,12 +38,12 @@ StepArgs StreamDst(LineReader& in, const args::StreamHandle& handle, StepKind& /
     return dst;
 }
 
-StepArgs StreamDvbOffset(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamDvbOffset(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     return ReadDvbOffset(in, handle, in.Next("time of change"));
 }
 
-StepArgs StreamReset(LineReader& /*in*/, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamReset(StepWords& /*in*/, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     return args::Stream{handle};
 }
@@ -57,7 +57,7 @@ bool IsCountryCode(const std::string& value)
 
 // stream H play FILE|udp://... [scan=B] [mode=N] [country=CCC] [region=N]
 // [wire=OFFSET] [jst=B] [for=SECONDS] [tables=N]
-StepArgs StreamPlay(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs StreamPlay(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     args::Capture play;
     play.handle = handle;
@@ -114,12 +114,12 @@ constexpr StreamPhrase kStreamSteps[] = {
 
 }  // namespace
 
-StepArgs ReadStreamMode(LineReader& in, const args::StreamHandle& handle, StepKind& /*kind*/)
+StepArgs ReadStreamMode(StepWords& in, const args::StreamHandle& handle, StepKind& /*kind*/)
 {
     return args::StreamMode{handle, Int32(in.Next("mode"), "mode")};
 }
 
-args::DvbOffset ReadDvbOffset(LineReader& in, const args::StreamHandle& handle, const Word& toc)
+args::DvbOffset ReadDvbOffset(StepWords& in, const args::StreamHandle& handle, const Word& toc)
 {
     args::DvbOffset offset{handle, TimeOfChange(toc), 0, 0};
     offset.next = Int32(in.Next("next offset"), "next offset");
@@ -127,7 +127,7 @@ args::DvbOffset ReadDvbOffset(LineReader& in, const args::StreamHandle& handle, 
     return offset;
 }
 
-StepArgs ReadManager(LineReader& in, StepKind& /*kind*/)
+StepArgs ReadManager(StepWords& in, StepKind& /*kind*/)
 {
     const Word& what = in.Next("'exit'");
     if (what.text != "exit") {
@@ -137,7 +137,7 @@ StepArgs ReadManager(LineReader& in, StepKind& /*kind*/)
 }
 
 // settime T TYPE [dst=B]
-StepArgs ReadSetTime(LineReader& in, StepKind& /*kind*/)
+StepArgs ReadSetTime(StepWords& in, StepKind& /*kind*/)
 {
     args::TimeSetting set;
     set.time = Time(in.Next("time"), Tolerance::Refused);
@@ -148,7 +148,7 @@ StepArgs ReadSetTime(LineReader& in, StepKind& /*kind*/)
     return set;
 }
 
-StepArgs ReadStreams(LineReader& in, StepKind& kind)
+StepArgs ReadStreams(StepWords& in, StepKind& kind)
 {
     const Word& what = in.Next("'init' or 'exit'");
     if (what.text == "init") {
@@ -161,7 +161,7 @@ StepArgs ReadStreams(LineReader& in, StepKind& kind)
     return args::None{};
 }
 
-StepArgs ReadStream(LineReader& in, StepKind& kind)
+StepArgs ReadStream(StepWords& in, StepKind& kind)
 {
     return ReadStreamPhrase(in, kind, kStreamSteps, "stream operation", "unknown stream operation");
 }

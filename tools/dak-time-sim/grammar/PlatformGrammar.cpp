@@ -18,28 +18,28 @@ namespace {
 using K = StepKind;
 
 // set dst|offset|region|clockmode|presentation N
-StepArgs SettingValue(LineReader& in, StepKind& /*kind*/)
+StepArgs SettingValue(StepWords& in, StepKind& /*kind*/)
 {
     const std::string name = in.Previous().text;
     return args::Value{Int32(in.Next("value"), name.c_str())};
 }
 
-StepArgs ReasonValue(LineReader& in, StepKind& /*kind*/)
+StepArgs ReasonValue(StepWords& in, StepKind& /*kind*/)
 {
     return args::Value{Reason(in.Next("reason"))};
 }
 
-StepArgs FirstStt(LineReader& in, StepKind& /*kind*/)
+StepArgs FirstStt(StepWords& in, StepKind& /*kind*/)
 {
     return args::Value{FirstStreamTime(in.Next("first stream time"), Tolerance::Refused).seconds};
 }
 
-StepArgs NetworkSet(LineReader& in, StepKind& /*kind*/)
+StepArgs NetworkSet(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("network time state"), "network time state")};
 }
 
-StepArgs Option24(LineReader& in, StepKind& /*kind*/)
+StepArgs Option24(StepWords& in, StepKind& /*kind*/)
 {
     const Word& word = in.Next("option 24 value");
     if (SameWord(word.text, "none")) {
@@ -48,18 +48,18 @@ StepArgs Option24(LineReader& in, StepKind& /*kind*/)
     return args::Option24{Int32(word, "option 24 value")};
 }
 
-StepArgs Power(LineReader& in, StepKind& /*kind*/)
+StepArgs Power(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("power state"), "power state")};
 }
 
-StepArgs Tz(LineReader& in, StepKind& /*kind*/)
+StepArgs Tz(StepWords& in, StepKind& /*kind*/)
 {
     return args::Text{in.Next("time zone").text};
 }
 
 // set rtc TIME | absent | raw YEAR MON MDAY HOUR MIN SEC
-StepArgs Rtc(LineReader& in, StepKind& kind)
+StepArgs Rtc(StepWords& in, StepKind& kind)
 {
     const Word& word = in.Next("hardware clock time");
     if (SameWord(word.text, "absent")) {
@@ -79,12 +79,12 @@ StepArgs Rtc(LineReader& in, StepKind& kind)
     return args::Time{Time(word, Tolerance::Refused, std::numeric_limits<int64_t>::max())};
 }
 
-StepArgs Clock(LineReader& in, StepKind& /*kind*/)
+StepArgs Clock(StepWords& in, StepKind& /*kind*/)
 {
     return args::Time{Time(in.Next("time"), Tolerance::Refused)};
 }
 
-StepArgs ProcessClock(LineReader& in, StepKind& /*kind*/)
+StepArgs ProcessClock(StepWords& in, StepKind& /*kind*/)
 {
     const Word& word = in.Next("process clock time or real");
     if (SameWord(word.text, "real")) {
@@ -94,7 +94,7 @@ StepArgs ProcessClock(LineReader& in, StepKind& /*kind*/)
 }
 
 // set tzagent REGION=OFFSET... | refuse | none | other
-StepArgs TzAgent(LineReader& in, StepKind& /*kind*/)
+StepArgs TzAgent(StepWords& in, StepKind& /*kind*/)
 {
     const Word& first = in.Next("REGION=OFFSET, refuse, none or other");
     if (SameWord(first.text, "refuse")) {
@@ -126,7 +126,7 @@ StepArgs TzAgent(LineReader& in, StepKind& /*kind*/)
     }
 }
 
-StepArgs UpdateAgent(LineReader& in, StepKind& /*kind*/)
+StepArgs UpdateAgent(StepWords& in, StepKind& /*kind*/)
 {
     const Word& word = in.Next("allow, deny, none or other");
     static constexpr std::pair<const char*, AgentChoice> kAnswers[] = {
@@ -143,24 +143,24 @@ StepArgs UpdateAgent(LineReader& in, StepKind& /*kind*/)
     throw LineError{"bad update agent " + Quote(word.text) + " (want allow, deny, none or other)"};
 }
 
-StepArgs EventManager(LineReader& in, StepKind& /*kind*/)
+StepArgs EventManager(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("on or off"), "event manager state")};
 }
 
-StepArgs Factory(LineReader& in, StepKind& /*kind*/)
+StepArgs Factory(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("on or off"), "object factory state")};
 }
 
 // fail WHAT B
-StepArgs FaultState(LineReader& in, StepKind& /*kind*/)
+StepArgs FaultState(StepWords& in, StepKind& /*kind*/)
 {
     return args::Switch{Boolean(in.Next("0 or 1"), "fault state")};
 }
 
 // fail clockget|clockset CODE
-StepArgs FaultCode(LineReader& in, StepKind& /*kind*/)
+StepArgs FaultCode(StepWords& in, StepKind& /*kind*/)
 {
     return args::Value{Int32(in.Next("code"), "code")};
 }
@@ -202,12 +202,12 @@ constexpr Phrase kFaults[] = {
 
 }  // namespace
 
-StepArgs ReadSet(LineReader& in, StepKind& kind)
+StepArgs ReadSet(StepWords& in, StepKind& kind)
 {
     return ReadPhrase(in, kind, kSettings, "what to set", "unknown setting");
 }
 
-StepArgs ReadFail(LineReader& in, StepKind& kind)
+StepArgs ReadFail(StepWords& in, StepKind& kind)
 {
     return ReadPhrase(in, kind, kFaults, "what fails", "unknown fault");
 }

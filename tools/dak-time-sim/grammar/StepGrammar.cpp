@@ -12,12 +12,12 @@ namespace {
 using K = StepKind;
 
 // A verb alone.
-StepArgs Nothing(LineReader& /*in*/, StepKind& /*kind*/)
+StepArgs Nothing(StepWords& /*in*/, StepKind& /*kind*/)
 {
     return args::None{};
 }
 
-StepArgs Advance(LineReader& in, StepKind& /*kind*/)
+StepArgs Advance(StepWords& in, StepKind& /*kind*/)
 {
     const Word& duration = in.Next("duration");
     const int64_t ms = Duration(duration);
@@ -54,7 +54,7 @@ constexpr Phrase kVerbs[] = {
 
 }  // namespace
 
-void ReadStep(LineReader& in, Step& step)
+void ReadStep(StepWords& in, Step& step)
 {
     const Word& verb = in.Next("step");
     const Phrase* phrase = verb.quoted ? nullptr : Find(kVerbs, verb.text);

@@ -71,7 +71,7 @@ std::vector<Word> SplitWords(std::string_view line)
     }
 }
 
-const Word& LineReader::Next(const char* what)
+const Word& StepWords::Next(const char* what)
 {
     if (AtEnd()) {
         std::string message = std::string("missing ") + what;
@@ -83,14 +83,14 @@ const Word& LineReader::Next(const char* what)
     return m_words[m_next++];
 }
 
-void LineReader::End() const
+void StepWords::End() const
 {
     if (!AtEnd()) {
         throw LineError{"unexpected word " + Quote(m_words[m_next].text)};
     }
 }
 
-std::vector<std::pair<std::string, std::string>> LineReader::Options(
+std::vector<std::pair<std::string, std::string>> StepWords::Options(
     const std::set<std::string_view>& allowed)
 {
     std::vector<std::pair<std::string, std::string>> options;

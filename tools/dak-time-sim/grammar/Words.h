@@ -34,9 +34,9 @@ std::vector<Word> SplitWords(std::string_view line);
 std::string StepSource(std::string_view line);
 
 // The words of one step, read left to right.
-class LineReader {
+class StepWords {
 public:
-    explicit LineReader(std::vector<Word> words) : m_words(std::move(words)) {}
+    explicit StepWords(std::vector<Word> words) : m_words(std::move(words)) {}
 
     bool AtEnd() const { return m_next >= m_words.size(); }
 
