@@ -35,7 +35,7 @@ TEST_P(ManagerNetworkZone, StoresOffsetAndDaylightSaving)
         access((std::string("/usr/share/zoneinfo/") + (c.tz + 1)).c_str(), R_OK)) {
         GTEST_SKIP() << c.tz << " is not installed";
     }
-    setenv("TZ", c.tz, 1);
+    dakhost::SetTimeZone(c.tz);
     dakhost::SetSetting(Setting::NetworkSet, 1);
     StartQuiet();
     EXPECT_TRUE(Mgr()->SetSystemTimeByNetworkTime());

@@ -1,12 +1,14 @@
 // What the library takes from the operating system: the hardware clock
 // device "/dev/rtc0" (open, the RTC_RD_TIME / RTC_SET_TIME requests, close),
-// the monotonic clock that stream clocks count on, and the process clock that
-// network time reads. The library calls these, never the C library directly.
+// the monotonic clock that stream clocks count on, the process clock that
+// network time reads, and the time zone it reads local time by (tzset, the
+// standard offset `timezone`, localtime_r, mktime). The library calls these,
+// never the C library directly.
 //
 // On the set (any platform but the host substitute) each one is the C
 // library's own function, inline: the built library calls open, ioctl,
-// close, clock_gettime, gettimeofday and time exactly as before, and a
-// platform provides nothing for it. Built on the host substitute
+// close, clock_gettime, gettimeofday, time and the time zone's functions
+// exactly as before, and a platform provides nothing for it. Built on the host substitute
 // (DAK_OS_HOST), they are the host platform's virtual device and virtual
 // clocks, which tests and the simulator control; the host never replaces the
 // C library's symbols, so a program linking the library keeps its own.
@@ -30,6 +32,12 @@ DAK_OS_API int close(int fd);
 DAK_OS_API int clock_gettime(clockid_t clock, timespec* now);
 DAK_OS_API int gettimeofday(timeval* now);
 DAK_OS_API time_t time(time_t* now);
+DAK_OS_API void tzset();
+// Seconds west of UTC of the zone's standard time, as the C library's
+// `timezone` after tzset().
+DAK_OS_API long timezone();
+DAK_OS_API tm* localtime_r(const time_t* time, tm* out);
+DAK_OS_API time_t mktime(tm* date);
 #undef DAK_OS_API
 
 #else
@@ -62,6 +70,26 @@ inline int gettimeofday(timeval* now)
 inline time_t time(time_t* now)
 {
     return ::time(now);
+}
+
+inline void tzset()
+{
+    ::tzset();
+}
+
+inline long timezone()
+{
+    return ::timezone;
+}
+
+inline tm* localtime_r(const time_t* time, tm* out)
+{
+    return ::localtime_r(time, out);
+}
+
+inline time_t mktime(tm* date)
+{
+    return ::mktime(date);
 }
 
 #endif

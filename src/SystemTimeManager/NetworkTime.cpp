@@ -74,12 +74,12 @@ bool TCSystemTimeManager::t_SetSystemTimeByNetworkTime()
 void TCSystemTimeManager::t_SetNetworkTimeOffset()
 {
     DAK_LOG(dak::msg::kProfileTzsetBegin);
-    tzset();
+    dakos::tzset();
     DAK_LOG(dak::msg::kProfileTzsetEnd);
 
     // `timezone` is seconds west of UTC for standard time; the offset is
     // minutes east, the division truncating toward zero.
-    const auto offset = static_cast<int>(-(timezone / 60));
+    const auto offset = static_cast<int>(-(dakos::timezone() / 60));
     TCVConfProvider::SetTvTimeOffset(offset);
     const int dst = t_GetNetworkDst();
     TCVConfProvider::SetFlagDST(dst);
@@ -96,12 +96,12 @@ int TCSystemTimeManager::t_GetNetworkDst()
         DAK_LOG(dak::msg::kDstNoTimeShort);
         return 0;
     }
-    if (localtime_r(&cur, &date) == nullptr) {
+    if (dakos::localtime_r(&cur, &date) == nullptr) {
         DAK_LOG(dak::msg::kDstNoLocal);
         DAK_LOG(dak::msg::kDstNoLocalShort);
         return 0;
     }
-    const time_t local = mktime(&date);
+    const time_t local = dakos::mktime(&date);
     if (local == static_cast<time_t>(-1)) {
         DAK_LOG(dak::msg::kDstNoMktime);
         DAK_LOG(dak::msg::kDstNoMktimeShort);
@@ -115,7 +115,7 @@ int TCSystemTimeManager::t_GetNetworkDst()
     }
     // The UTC fields read as local standard time: `local - utcAsLocal` is the
     // standard offset, and mktime leaves the offset in force in tm_gmtoff.
-    const time_t utcAsLocal = mktime(&date);
+    const time_t utcAsLocal = dakos::mktime(&date);
     if (utcAsLocal == static_cast<time_t>(-1)) {
         DAK_LOG(dak::msg::kDstNoMktime);
         DAK_LOG(dak::msg::kDstNoMktimeShort);

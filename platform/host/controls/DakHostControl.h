@@ -139,6 +139,12 @@ DAK_PLATFORM_API std::optional<int64_t> ProcessClock();
 // Reading the process clock fails with this errno (0: works again).
 DAK_PLATFORM_API void FailProcessClock(int code);
 
+// The set's time zone, which the library reads through the seam (tzset,
+// timezone, localtime_r, mktime): a POSIX TZ rule or a zone name, as TZ
+// takes it ("UTC0" after Reset()).
+DAK_PLATFORM_API void SetTimeZone(const std::string& zone);
+DAK_PLATFORM_API std::string TimeZone();
+
 // ---- framework faults ------------------------------------------------------
 
 DAK_PLATFORM_API void FailSend(bool fail);         // TCTask::Send refuses

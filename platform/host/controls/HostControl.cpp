@@ -1,7 +1,5 @@
 // Back to the initial state of a freshly started set; the observer of a run.
 #include <atomic>
-#include <cstdlib>
-#include <ctime>
 
 #include "DakHostControl.h"
 #include "Framework.h"
@@ -36,8 +34,7 @@ void Reset()
 {
     // The clocks below are views of the kernel's: it restarts first.
     kernel::Restart();
-    setenv("TZ", "UTC0", 1);
-    tzset();
+    SetTimeZone("UTC0");
     detail::ResetProviders();
     detail::ResetRtc();
     detail::ResetOsClocks();

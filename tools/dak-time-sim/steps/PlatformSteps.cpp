@@ -96,8 +96,7 @@ void SetPower(RunContext& /*run*/, const Step& /*step*/, const args::Switch& pow
 
 void SetTz(RunContext& /*run*/, const Step& /*step*/, const args::Text& tz)
 {
-    setenv("TZ", tz.text.c_str(), 1);
-    tzset();
+    dakhost::SetTimeZone(tz.text);
 }
 
 void SetRtc(RunContext& /*run*/, const Step& /*step*/, const args::Time& rtc)

@@ -1,0 +1,67 @@
+// The time zone behind the seam (DakOs.h): the set's zone, which the
+// controls set (SetTimeZone; "UTC0" after Reset) as a POSIX TZ rule or a
+// zone name. The host reads it with the C library's own zone code and zone
+// files, which take the zone from the process's TZ: the control hands it
+// over there, the one place the host touches TZ.
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+#include <string>
+
+#include "DakHostControl.h"
+#include "DakOs.h"
+
+namespace {
+
+std::mutex g_zoneLock;
+
+// Never destroyed: a static destructor may still read the zone.
+std::string& Zone()
+{
+    static auto* const zone = new std::string("UTC0");
+    return *zone;
+}
+
+}  // namespace
+
+namespace dakos {
+
+void tzset()
+{
+    ::tzset();
+}
+
+long timezone()
+{
+    return ::timezone;
+}
+
+tm* localtime_r(const time_t* time, tm* out)
+{
+    return ::localtime_r(time, out);
+}
+
+time_t mktime(tm* date)
+{
+    return ::mktime(date);
+}
+
+}  // namespace dakos
+
+namespace dakhost {
+
+void SetTimeZone(const std::string& zone)
+{
+    const std::lock_guard<std::mutex> lock(g_zoneLock);
+    Zone() = zone;
+    setenv("TZ", Zone().c_str(), 1);
+    ::tzset();
+}
+
+std::string TimeZone()
+{
+    const std::lock_guard<std::mutex> lock(g_zoneLock);
+    return Zone();
+}
+
+}  // namespace dakhost
