@@ -1,5 +1,5 @@
-// The clocks and the time zone of the operating-system seam on Linux: the C
-// library's own (the zone from TZ or /etc/localtime).
+// The clocks of the operating-system seam on Linux: the C library's own
+// (the time zone is platform/os/DakOsTimeZone.cpp, the same as the host's).
 // Apart from the hardware clock's file (LinuxRtc.cpp), since these pass the
 // library's time_t and must be built with its width.
 #include <sys/time.h>
@@ -23,26 +23,6 @@ int gettimeofday(timeval* now)
 time_t time(time_t* now)
 {
     return ::time(now);
-}
-
-void tzset()
-{
-    ::tzset();
-}
-
-long timezone()
-{
-    return ::timezone;
-}
-
-tm* localtime_r(const time_t* time, tm* out)
-{
-    return ::localtime_r(time, out);
-}
-
-time_t mktime(tm* date)
-{
-    return ::mktime(date);
 }
 
 }  // namespace dakos

@@ -5,13 +5,15 @@
 // standard offset `timezone`, localtime_r, mktime). The library calls these,
 // never the C library directly.
 //
-// On the set (any platform but the host substitute) each one is the C
-// library's own function, inline: the built library calls open, ioctl,
-// close, clock_gettime, gettimeofday, time and the time zone's functions
-// exactly as before, and a platform provides nothing for it. Built on the host substitute
-// (DAK_OS_HOST), they are the host platform's virtual device and virtual
-// clocks, which tests and the simulator control; the host never replaces the
-// C library's symbols, so a program linking the library keeps its own.
+// On the set (an external platform) each one is the C library's own
+// function, inline: the built library calls open, ioctl, close,
+// clock_gettime, gettimeofday, time and the time zone's functions exactly as
+// before, and a platform provides nothing for it. Built on one of the
+// project's platforms (DAK_OS_SEAM), the platform defines them: the host
+// substitute with its virtual device and clocks, which tests and the
+// simulator control; the Linux platform with the configured hardware-clock
+// device (a file in a dry run) and the C library's clocks. Neither replaces
+// the C library's symbols, so a program linking the library keeps its own.
 #pragma once
 
 #include <fcntl.h>
@@ -23,7 +25,7 @@
 
 namespace dakos {
 
-#if defined(DAK_OS_HOST)
+#if defined(DAK_OS_SEAM)
 
 #define DAK_OS_API __attribute__((visibility("default")))
 DAK_OS_API int open(const char* path, int flags);

@@ -1,8 +1,8 @@
-// The time zone behind the seam (DakOs.h): the set's zone, which the
-// controls set (SetTimeZone; "UTC0" after Reset) as a POSIX TZ rule or a
-// zone name. The host reads it with the C library's own zone code and zone
-// files, which take the zone from the process's TZ: the control hands it
-// over there, the one place the host touches TZ.
+// The set's time zone, which the controls set (SetTimeZone; "UTC0" after
+// Reset) as a POSIX TZ rule or a zone name. The seam reads it with the C
+// library's own zone code and zone files (platform/os/DakOsTimeZone.cpp),
+// which take the zone from the process's TZ: the control hands it over
+// there, the one place the host touches TZ.
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
@@ -23,30 +23,6 @@ std::string& Zone()
 }
 
 }  // namespace
-
-namespace dakos {
-
-void tzset()
-{
-    ::tzset();
-}
-
-long timezone()
-{
-    return ::timezone;
-}
-
-tm* localtime_r(const time_t* time, tm* out)
-{
-    return ::localtime_r(time, out);
-}
-
-time_t mktime(tm* date)
-{
-    return ::mktime(date);
-}
-
-}  // namespace dakos
 
 namespace dakhost {
 
