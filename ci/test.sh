@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# Sets the machine up, configures, builds and runs every test of one build
-# of libdak-time (unit tests and the scenario tests), ending with CTest's
-# summary.
+# Sets the machine up, configures, builds and runs every test of libdak-time
+# (unit tests and the scenario tests), ending with CTest's summary.
 #
-#   ci/test.sh                    host build in ./build (or $DAK_BUILD_DIR)
-#   ci/test.sh --variant NAME     one of:
+#   ci/test.sh                    every test of the workstation's builds: the
+#                                 host build in ./build (or $DAK_BUILD_DIR),
+#                                 then the Linux platform's build (the daemon
+#                                 included) in ./build-linux (or
+#                                 $DAK_BUILD_DIR-linux)
+#   ci/test.sh --variant NAME     one build, one of:
 #       host   native build, RelWithDebInfo
 #       asan   native, AddressSanitizer + UndefinedBehaviorSanitizer
 #       tsan   native, ThreadSanitizer
@@ -18,19 +21,33 @@
 #
 # Environment: DAK_BUILD_DIR (build folder; default build for host,
 # build-<variant> otherwise), DAK_JOBS (parallel jobs, default 2).
+# Exit status: 0 when every test passed; the first build that failed stops
+# the run.
 set -euo pipefail
 # shellcheck source=ci/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-variant=host
+variant=
 while [[ $# -gt 0 ]]; do
     case "$1" in
         --variant) variant="${2:?--variant needs a name}"; shift 2 ;;
         --variant=*) variant="${1#--variant=}"; shift ;;
-        -h|--help) sed -n '2,22p' "$0"; exit 0 ;;
+        -h|--help) sed -n '2,28p' "$0"; exit 0 ;;
         *) echo "test.sh: unknown argument '$1'" >&2; exit 2 ;;
     esac
 done
+
+# No variant: the workstation's two builds, one after the other.
+if [[ -z $variant ]]; then
+    if [[ -n ${DAK_BUILD_DIR:-} ]]; then
+        "$0" --variant host
+        DAK_BUILD_DIR="$DAK_BUILD_DIR-linux" "$0" --variant linux
+    else
+        "$0" --variant host
+        "$0" --variant linux
+    fi
+    exit 0
+fi
 
 # Each variant is the configure, build and test preset of the same name in
 # CMakePresets.json (host: dev); only the machine set-up is chosen here.
