@@ -37,7 +37,7 @@ void Story::Flush()
 {
     if (m_repeats > 0) {
         std::fprintf(m_out, "%8s  %-20s  %16s  x%llu, lines %llu-%llu\n", "", "", "",
-                     static_cast<unsigned long long>(m_repeats + 1),
+                     static_cast<unsigned long long>(m_repeats) + 1,
                      static_cast<unsigned long long>(m_firstLine),
                      static_cast<unsigned long long>(m_lastLine));
     }

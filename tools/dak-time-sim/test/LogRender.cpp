@@ -23,6 +23,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <ctime>
 #include <fstream>
 #include <iomanip>
@@ -190,7 +191,7 @@ std::vector<Record> Read(const std::string& path, int level, bool& ok)
 
 }  // namespace
 
-int main(int argc, char** argv)
+static int Render(int argc, char** argv)
 {
     Options options;
     for (int i = 1; i < argc; ++i) {
@@ -234,10 +235,11 @@ int main(int argc, char** argv)
             const int64_t up = kUptimeAtStartMs + r.t;
             std::string text = r.text;
             if (options.damage && i % 7 == 3) {
-                text = "\x1b[1;31m" + text + "\x1b[0m\x1b[K";  // coloured as grep does
+                text.insert(0, "\x1b[1;31m");  // coloured as grep does
+                text.append("\x1b[0m\x1b[K");
             }
             if (options.damage && i % 11 == 5) {
-                text = "\x1b]0;tv-set: tvservice\x07" + text;  // a terminal title
+                text.insert(0, "\x1b]0;tv-set: tvservice\x07");  // a terminal title
             }
             const size_t clock = text.find("SetSystemClock");
             const size_t number = text.find("UTC = ", clock == std::string::npos ? 0 : clock);
@@ -271,4 +273,14 @@ int main(int argc, char** argv)
         startMs += lastT + kBootGapMs;
     }
     return 0;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        return Render(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "log-render: %s\n", e.what());
+        return 2;
+    }
 }
