@@ -23,8 +23,8 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <exception>
 #include <ctime>
+#include <exception>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
