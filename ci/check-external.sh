@@ -148,7 +148,7 @@ check_refusals() {
     rm -rf "$partial" "$work"/refused-*
     cp -r "$sysroot/usr/include/dak-platform" "$partial"
     rm "$partial/TCTask.h"
-    expect_refusal unknown-platform "allowed values: host, external" -DDAK_PLATFORM=vendor
+    expect_refusal unknown-platform "allowed values: host, linux, external" -DDAK_PLATFORM=vendor
     expect_refusal missing-header "lack: TCTask.h" -DDAK_PLATFORM=external \
         -DDAK_PLATFORM_INCLUDE_DIR="$partial" -DDAK_PLATFORM_LIBRARIES=dak-host-platform
     expect_refusal missing-library "platform library 'dak-vendor-missing' was not found" \
